@@ -1,0 +1,62 @@
+# The flags of our targets, as libraries to link: trel_flags for all code, on top of
+# it trel_hardening for what is installed, on top of that trel_client_flags.
+
+include(CheckPIESupported)
+check_pie_supported()
+
+# Warnings that all code of ours is free of, and the sanitizers.
+add_library(trel_flags INTERFACE)
+target_compile_options(trel_flags INTERFACE
+  -Wall -Wextra -Wpedantic
+  -Wcast-align -Wcast-qual -Wconversion -Wdouble-promotion -Wformat=2
+  -Wimplicit-fallthrough -Wmissing-declarations -Wnon-virtual-dtor
+  -Wold-style-cast -Woverloaded-virtual -Wshadow
+  -Wsign-conversion -Wswitch-enum -Wundef -Wunused
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>
+  $<$<BOOL:${TREL_WARNINGS_AS_ERRORS}>:-Werror>)
+set(TREL_SANITIZED 0)
+# The folders of a build leave no trace in what is built.
+target_compile_options(trel_flags INTERFACE
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
+  "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
+if(TREL_SANITIZERS)
+  set(TREL_SANITIZED 1)
+  target_compile_options(trel_flags INTERFACE
+    -fsanitize=${TREL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(trel_flags INTERFACE -fsanitize=${TREL_SANITIZERS})
+endif()
+if(TREL_COVERAGE)
+  # Whole paths, so that the build can be anywhere; atomic, since tests have threads.
+  add_library(trel_dump_at_abort OBJECT "${CMAKE_CURRENT_LIST_DIR}/coverage/dump_at_abort.cc")
+  target_compile_options(trel_flags INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(trel_flags INTERFACE
+    --coverage LINKER:--wrap=abort $<TARGET_OBJECTS:trel_dump_at_abort>)
+endif()
+if(TREL_BUILD_FUZZERS AND NOT TREL_SANITIZERS MATCHES "memory")
+  # Counts what an input reaches, for all code that a fuzzer may be linked with.
+  target_compile_options(trel_flags INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(trel_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# Hardening of what is installed. The sanitizers have checks of their own.
+add_library(trel_hardening INTERFACE)
+target_link_libraries(trel_hardening INTERFACE trel_flags)
+if(NOT TREL_SANITIZERS)
+  # Fortified calls need an optimised build. Level 2 and not 3: tools that stand
+  # between the client and its system calls know recv and read by those names.
+  target_compile_options(trel_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>
+    -fstack-protector-strong -fstack-clash-protection
+    # Linux keeps 1 MiB free below the stack. Told of 128 KiB of it, the compiler does
+    # not touch every page of the entry function's frame in every run.
+    $<$<CXX_COMPILER_ID:GNU>:--param=stack-clash-protection-guard-size=17>
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>)
+  target_link_options(trel_hardening INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+endif()
+
+# The client needs nothing but libc at run time.
+add_library(trel_client_flags INTERFACE)
+target_link_libraries(trel_client_flags INTERFACE trel_hardening)
+target_compile_options(trel_client_flags INTERFACE -fno-exceptions -fno-rtti -Wnull-dereference)
+target_link_options(trel_client_flags INTERFACE -Wl,--as-needed)

@@ -1,0 +1,16 @@
+// Linked into every program of a coverage build: what was executed before abort(3)
+// counts too.
+
+// The names are the linker's and the compiler's.
+extern "C" {
+
+void __gcov_dump();
+[[noreturn]] void __real_abort();
+
+[[noreturn]] void __wrap_abort();
+[[noreturn]] void __wrap_abort() {
+  __gcov_dump();
+  __real_abort();
+}
+
+}  // extern "C"
