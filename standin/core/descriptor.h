@@ -1,0 +1,40 @@
+// A file descriptor with one owner.
+
+#ifndef STANDIN_CORE_DESCRIPTOR_H
+#define STANDIN_CORE_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace standin {
+
+/// Closes its descriptor when it goes; -1 stands for none.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int fd) : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { Close(); }
+
+  [[nodiscard]] int Get() const { return fd_; }
+
+  void Close() {
+    if (fd_ >= 0) {
+      close(std::exchange(fd_, -1));
+    }
+  }
+
+ private:
+  int fd_ = -1;
+};
+
+}  // namespace standin
+
+#endif  // STANDIN_CORE_DESCRIPTOR_H

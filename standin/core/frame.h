@@ -1,0 +1,43 @@
+// The frame of requests and replies: an 8-byte header of two big-endian 32-bit
+// words, then a payload. Written apart from the client's framing, on purpose: a
+// mistake in one must not agree with the other.
+
+#ifndef STANDIN_CORE_FRAME_H
+#define STANDIN_CORE_FRAME_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace standin {
+
+inline constexpr std::size_t HEADER_SIZE = 8;
+
+struct Header {
+  std::uint32_t word = 0;    ///< command code of a request, status of a reply
+  std::uint32_t length = 0;  ///< payload bytes that follow
+};
+
+/// The 8 bytes of a header.
+[[nodiscard]] std::string EncodeHeader(const Header& header);
+
+/// The header in the first 8 bytes of `bytes`, which holds at least as many.
+[[nodiscard]] Header DecodeHeader(std::string_view bytes);
+
+/// A whole frame, of which the length word tells the truth.
+[[nodiscard]] std::string EncodeFrame(std::uint32_t word, std::string_view payload);
+
+/// Reads `count` bytes from `fd`, fewer only if the peer hangs up or is gone.
+[[nodiscard]] std::string ReadExactly(int fd, std::size_t count);
+
+/// Reads one frame from `fd` and returns its bytes, header included; fewer if the
+/// peer hangs up before its end.
+[[nodiscard]] std::string ReadFrame(int fd);
+
+/// Writes all of `bytes` to `fd`. False if the peer is gone. Never raises SIGPIPE.
+bool WriteAll(int fd, std::string_view bytes);
+
+}  // namespace standin
+
+#endif  // STANDIN_CORE_FRAME_H
