@@ -1,0 +1,29 @@
+// Bytes written down by hand in tests, and how a difference is shown.
+
+#ifndef TESTS_SUPPORT_BYTES_H
+#define TESTS_SUPPORT_BYTES_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "core/hex.h"
+
+namespace tests {
+
+using standin::FromHex;
+using standin::HexDump;
+
+/// `count` zero bytes.
+[[nodiscard]] inline std::string Zeros(std::size_t count) {
+  return std::string(count, '\0');  // NOLINT(modernize-return-braced-init-list): two characters
+}
+
+/// Whether both are the same bytes; shows both in hexadecimal if not.
+[[nodiscard]] testing::AssertionResult SameBytes(std::string_view expected,
+                                                 std::string_view actual);
+
+}  // namespace tests
+
+#endif  // TESTS_SUPPORT_BYTES_H

@@ -1,0 +1,32 @@
+// Statuses and where they come from.
+
+#include "support/status.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace trel {
+namespace {
+
+TEST(Status, HasFixedValues) {
+  EXPECT_EQ(STATUS_OK, 0U);
+  EXPECT_EQ(STATUS_FAILURE, 0x0bad0001U);
+  EXPECT_EQ(STATUS_ERRNO_BASE, 0x2bad0000U);
+}
+
+TEST(StatusFromErrno, OfZeroIsSuccess) { EXPECT_EQ(StatusFromErrno(0), STATUS_OK); }
+
+TEST(StatusFromErrno, OfBrokenPipeIsBasePlus32) { EXPECT_EQ(StatusFromErrno(32), 0x2bad0020U); }
+
+TEST(StatusFromErrno, OfANegativeNumberTakesItsAbsoluteValue) {
+  EXPECT_EQ(StatusFromErrno(-5), 0x2bad0005U);
+}
+
+TEST(StatusFromErrno, WrapsAroundIn32Bits) {
+  EXPECT_EQ(StatusFromErrno(INT32_MAX), 0xabacffffU);
+  EXPECT_EQ(StatusFromErrno(INT32_MIN), 0xabad0000U);
+}
+
+}  // namespace
+}  // namespace trel
