@@ -1,0 +1,96 @@
+// The command table: one row for each of the 37 commands. Lookup, checks, the
+// exchange and the help text all read these rows; nothing else lists commands.
+
+#ifndef TREL_CLIENT_COMMAND_TABLE_H
+#define TREL_CLIENT_COMMAND_TABLE_H
+
+#include <array>
+#include <cstdint>
+
+#include "client/client_options.h"
+#include "transport/message.h"
+
+namespace trel {
+
+/// What the positional words and options of a command must hold before anything
+/// is sent. argument_checks.h tells what each of them tests.
+enum class ArgumentCheck {
+  CHECK_NONE,
+  CHECK_UUID_OR_ALL,
+  CHECK_UUID_LIST,
+  CHECK_JSON,
+  CHECK_LOG_LEVEL,
+  CHECK_RECOVERY_TARGET,
+  CHECK_WORK_ITEM,
+  CHECK_CALLBACK_WORDS,
+  CHECK_MOVE_LISTS,
+  CHECK_EXCLUSION_LIST,
+};
+
+/// What the run does once the request has been sent. reply.h carries it out.
+enum class ReplyMode {
+  REPLY_STREAM,  ///< no frame: copied until the daemon closes the connection
+  REPLY_PRINT,   ///< a frame whose payload is printed
+  REPLY_SILENT,  ///< a frame of which only an error status is reported
+  REPLY_NONE,    ///< nothing is read
+};
+
+/// Which bytes follow the header of a request. payload.h builds them.
+enum class PayloadKind {
+  EMPTY,
+  UUID_TEXT,
+  JSON_TEXT,
+  LOG_LEVEL_WORD,
+  REBALANCE_PARAMS,
+  DECOM_WHAT_IF,
+  UPGRADE_WHAT_IF,
+  RECONFIGURE,
+  FILE_PATH_TEXT,
+  UUID_AND_RECOVERY_MODE,
+  UUID_AND_ALL_FLAG,
+  WORK_ITEM_TEXT,
+  CALLBACK_BLOCK,
+  MANUAL_MOVE,
+  GLOBAL_EXCLUSION,
+};
+
+// Receive time-outs in seconds.
+inline constexpr std::uint32_t RECEIVE_TIMEOUT_DEFAULT = 20;
+inline constexpr std::uint32_t RECEIVE_TIMEOUT_LONG = 1800;
+inline constexpr std::uint32_t RECEIVE_TIMEOUT_UPGRADE = 7200;
+
+// Commands that have a rule of their own beyond their row.
+inline constexpr CommandCode CODE_STATS = 1;
+inline constexpr CommandCode CODE_GET_OBJ_CRAWLER_STATE = 26;
+inline constexpr CommandCode CODE_BLOCK_CDB_CB = 31;
+
+struct CommandSpec {
+  const char* word;
+  CommandCode code;
+  ArgumentCheck check;
+  std::uint32_t receiveTimeoutSeconds;
+  /// Without --all; ReplyModeOf tells the mode of a run.
+  ReplyMode replyMode;
+  PayloadKind payloadKind;
+  /// What the help text says; null for a working command that it leaves out.
+  const char* helpDescription;
+};
+
+inline constexpr std::size_t COMMAND_COUNT = 37;
+
+/// All rows, in code order: the row of code c stands at c - 1.
+extern const std::array<CommandSpec, COMMAND_COUNT> COMMAND_TABLE;
+
+/// The row whose word equals the terminated `word` exactly, or null.
+[[nodiscard]] const CommandSpec* FindCommand(const char* word);
+
+/// The row of `code`. A code that no command has gets the row of CODE_STATS.
+[[nodiscard]] const CommandSpec& CommandOfCode(CommandCode code);
+
+/// The reply mode of this run: the row's, but for get-obj-crawler-state, which
+/// streams when --all was given.
+[[nodiscard]] ReplyMode ReplyModeOf(const CommandSpec& command, const ClientOptions& options);
+
+}  // namespace trel
+
+#endif  // TREL_CLIENT_COMMAND_TABLE_H
