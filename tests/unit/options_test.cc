@@ -1,0 +1,709 @@
+// The option parser: what is accepted, what is refused, what the record then holds.
+
+#include "client/options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "unit/command_line.h"
+#include "unit/wrapped_calls.h"
+
+namespace trel {
+namespace {
+
+using tests::CommandLine;
+using tests::Options;
+using tests::UuidList;
+using ParseOptionsDeathTest = testing::Test;
+
+constexpr char BEYOND_64_BITS[] = "99999999999999999999";
+
+struct Parsed {
+  Options options;
+  ParseResult result;
+  std::string message;      ///< of the program
+  std::string libraryText;  ///< of the C library
+};
+
+Parsed Parse(const std::vector<std::string>& words) {
+  CommandLine line(words);
+  Parsed parsed;
+  testing::internal::CaptureStderr();
+  parsed.result = ParseOptions(line.Count(), line.Vector(), *parsed.options);
+  parsed.libraryText = testing::internal::GetCapturedStderr();
+  // The message quotes the command line, which is gone afterwards.
+  testing::internal::CaptureStderr();
+  ReportUsageError(parsed.result.error);
+  parsed.message = testing::internal::GetCapturedStderr();
+  return parsed;
+}
+
+/// All options accepted, no help asked for.
+testing::AssertionResult Accepts(const Parsed& parsed) {
+  if (IsError(parsed.result.error) || parsed.result.helpAsked) {
+    return testing::AssertionFailure() << parsed.message << parsed.libraryText;
+  }
+  return testing::AssertionSuccess();
+}
+
+/// Refused with exactly this message of the program.
+testing::AssertionResult RefusedWith(const std::string& message, const Parsed& parsed) {
+  if (!IsError(parsed.result.error) || parsed.result.helpAsked || parsed.message != message ||
+      !parsed.libraryText.empty()) {
+    return testing::AssertionFailure() << "got: " << parsed.message << parsed.libraryText;
+  }
+  return testing::AssertionSuccess();
+}
+
+std::string Bytes(const Uuid& uuid) { return {uuid.begin(), uuid.end()}; }
+
+/// A text whose terminator is the last byte that may be read.
+class GuardedText {
+ public:
+  explicit GuardedText(const std::string& text)
+      : pages_((text.size() / PAGE + 1) * PAGE),
+        memory_(static_cast<char*>(mmap(nullptr, pages_ + PAGE, PROT_READ | PROT_WRITE,
+                                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
+    EXPECT_NE(memory_, MAP_FAILED);
+    EXPECT_EQ(mprotect(memory_ + pages_, PAGE, PROT_NONE), 0);
+    text_ = memory_ + pages_ - text.size() - 1;
+    std::memcpy(text_, text.c_str(), text.size() + 1);
+  }
+  ~GuardedText() { munmap(memory_, pages_ + PAGE); }
+  GuardedText(const GuardedText&) = delete;
+  GuardedText& operator=(const GuardedText&) = delete;
+
+  [[nodiscard]] char* Get() const { return text_; }
+
+ private:
+  static constexpr std::size_t PAGE = 4096;
+  std::size_t pages_;
+  char* memory_;
+  char* text_ = nullptr;
+};
+
+// --- the table -------------------------------------------------------------------
+
+TEST(OptionTable, HasEachLongNameInItsPlace) {
+  struct Row {
+    const char* name;
+    char letter;
+    bool takesArgument;
+  };
+  const std::vector<Row> rows = {{"help", 'h', false},          {"output-path", 'o', true},
+                                 {"socket-path", 's', true},    {"timeout", 't', true},
+                                 {"uuid", 'u', true},           {"uuid-list", 'l', true},
+                                 {"json", 'j', true},           {"file-path", 'f', true},
+                                 {"decom-mode", 'd', true},     {"ensure-durability", 'e', false},
+                                 {"reason", 'r', true},         {"work-item", 'i', true},
+                                 {"recovery-mode", 'm', true},  {"wipe-disk", 'w', false},
+                                 {"all", 'a', false},           {"destination-list", 'n', true},
+                                 {"exclusion-list", 'x', true}, {"exclusion-mode", 'X', true}};
+  ASSERT_EQ(LONG_OPTIONS.size(), rows.size() + 1);
+  for (std::size_t place = 0; place < rows.size(); ++place) {
+    EXPECT_STREQ(LONG_OPTIONS[place].name, rows[place].name);
+    EXPECT_EQ(LONG_OPTIONS[place].val, rows[place].letter);
+    EXPECT_EQ(LONG_OPTIONS[place].has_arg == required_argument, rows[place].takesArgument);
+    EXPECT_EQ(LONG_OPTIONS[place].flag, nullptr);
+  }
+  EXPECT_EQ(LONG_OPTIONS.back().name, nullptr);
+}
+
+TEST(OptionTable, HasTheShortOptionsInTheirOrder) {
+  EXPECT_STREQ(SHORT_OPTIONS, "ho:s:t:u:l:j:f:d:r:n:x:X:i:m:wae");
+}
+
+// --- defaults and single options -------------------------------------------------
+
+TEST(ParseOptions, WithoutOptionsLeavesTheDefaults) {
+  const Parsed parsed = Parse({"stats"});
+  ASSERT_TRUE(Accepts(parsed));
+  const Options& options = parsed.options;
+  EXPECT_EQ(parsed.result.wordIndex, 1);
+  EXPECT_EQ(options->outputPath, nullptr);
+  EXPECT_STREQ(options->socketPath, "/var/run/treld.uds");
+  EXPECT_EQ(Bytes(options->uuid), std::string(16, '\0'));
+  EXPECT_FALSE(options->uuidGiven);
+  EXPECT_STREQ(options->upgradeWhatIf.uuidList.data(), "");
+  EXPECT_FALSE(options->uuidListGiven);
+  EXPECT_EQ(options->json, nullptr);
+  EXPECT_FALSE(options->jsonGiven);
+  EXPECT_EQ(std::string(options->filePath.begin(), options->filePath.end()),
+            std::string(4097, '\0'));
+  EXPECT_EQ(options->decomMode, 0U);
+  EXPECT_FALSE(options->ensureDurability);
+  EXPECT_EQ(options->reason, 0U);
+  EXPECT_EQ(options->workItem, WorkItemType::NONE);
+  EXPECT_EQ(options->recoveryMode, 0U);
+  EXPECT_FALSE(options->wipeDisk);
+  EXPECT_EQ(options->all, 0);
+  EXPECT_STREQ(options->destinationList, "");
+  EXPECT_FALSE(options->destinationListGiven);
+  EXPECT_STREQ(options->exclusionList, "");
+  EXPECT_FALSE(options->exclusionListGiven);
+  EXPECT_EQ(options->exclusionMode, 0U);
+  EXPECT_EQ(options->recoveryTargetCount, 0U);
+  EXPECT_EQ(options->rebalanceParams.timeSpan, 86400U);
+  EXPECT_EQ(options->rebalanceParams.varianceThreshold, 0.3);
+  EXPECT_EQ(options->rebalanceParams.timeThreshold, 1800U);
+  EXPECT_EQ(options->rebalanceParams.rateThreshold, 14913081U);
+  EXPECT_EQ(options->commandArgIndex, 0);
+  EXPECT_EQ(options->longOptionIndex, 1);
+}
+
+TEST(ParseOptions, HelpEndsParsingWhereverItIsMet) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"-h"}, {"--help"}, {"stats", "-h"}, {"-ah"}, {"-h", "-X", "5"}}) {
+    const Parsed parsed = Parse(words);
+    EXPECT_TRUE(parsed.result.helpAsked);
+    EXPECT_EQ(parsed.message, "");
+  }
+}
+
+TEST(ParseOptions, AFailureBeforeHelpWins) {
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: 5\n", Parse({"-X", "5", "-h"})));
+}
+
+TEST(ParseOptions, OutputAndSocketPathReferToTheArgument) {
+  CommandLine line({"-o", "/out", "-s", "/sock"});
+  const Options options;
+  EXPECT_FALSE(IsError(ParseOptions(line.Count(), line.Vector(), *options).error));
+  EXPECT_EQ(options->outputPath, line.Vector()[2]);
+  EXPECT_EQ(options->socketPath, line.Vector()[4]);
+}
+
+TEST(ParseOptions, FlagsAreSet) {
+  const Parsed parsed = Parse({"-e", "-w", "-a"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->ensureDurability);
+  EXPECT_TRUE(parsed.options->wipeDisk);
+  EXPECT_EQ(parsed.options->all, 1);
+}
+
+TEST(ParseOptions, FlagsStaySetWhenRepeated) {
+  const Parsed parsed = Parse({"-e", "-w", "-a", "-e", "-w", "-a"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->ensureDurability);
+  EXPECT_TRUE(parsed.options->wipeDisk);
+  EXPECT_EQ(parsed.options->all, 1);
+}
+
+TEST(ParseOptions, JsonIsCopied) {
+  const Parsed parsed = Parse({"-j", "{\"a\": \"%n%s\"}"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->jsonGiven);
+  EXPECT_STREQ(parsed.options->json, "{\"a\": \"%n%s\"}");
+  std::free(parsed.options->json);
+}
+
+TEST(ParseOptions, AnEmptyJsonIsGiven) {
+  const Parsed parsed = Parse({"--json", ""});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->jsonGiven);
+  EXPECT_STREQ(parsed.options->json, "");
+  std::free(parsed.options->json);
+}
+
+TEST(ParseOptions, AReplacedJsonIsNeverReleased) {
+  tests::WrappedCalls calls;
+  CommandLine line({"-j", "1", "-j", "22"});
+  const Options options;
+  EXPECT_FALSE(IsError(ParseOptions(line.Count(), line.Vector(), *options).error));
+  EXPECT_STREQ(options->json, "22");
+  EXPECT_EQ(calls.Seen({"strdup", "free"}), (std::vector<std::string>{"strdup(1)", "strdup(22)"}));
+  std::free(options->json);
+}
+
+// --- numbers ---------------------------------------------------------------------
+
+struct NumberCase {
+  const char* text;
+  std::uint32_t value;
+};
+
+/// What every number option makes of a text, as far as its range admits it.
+const std::vector<NumberCase> NUMBERS = {{"0", 0},
+                                         {"1", 1},
+                                         {"  7", 7},
+                                         {"+7", 7},
+                                         {"7x", 7},
+                                         {"abc", 0},
+                                         {"", 0},
+                                         {"0x10", 0},
+                                         {"4294967295", 4294967295},
+                                         {"4294967296", 0},
+                                         {"4294967297", 1},
+                                         {"-1", 4294967295},
+                                         {"-4294967295", 1},
+                                         {"18446744073709551615", 4294967295}};
+
+TEST(ParseOptions, DecomModeTakesEveryNumberCutTo32Bits) {
+  for (const NumberCase& number : NUMBERS) {
+    const Parsed parsed = Parse({"-d", number.text});
+    ASSERT_TRUE(Accepts(parsed)) << number.text;
+    EXPECT_EQ(parsed.options->decomMode, number.value) << number.text;
+  }
+}
+
+TEST(ParseOptions, ReasonTakesEveryNumberCutTo32Bits) {
+  for (const NumberCase& number : NUMBERS) {
+    const Parsed parsed = Parse({"-r", number.text});
+    ASSERT_TRUE(Accepts(parsed)) << number.text;
+    EXPECT_EQ(parsed.options->reason, number.value) << number.text;
+  }
+}
+
+TEST(ParseOptions, TimeoutIsCheckedAndForgotten) {
+  for (const NumberCase& number : NUMBERS) {
+    EXPECT_TRUE(Accepts(Parse({"-t", number.text}))) << number.text;
+  }
+  EXPECT_TRUE(RefusedWith("Failed to parse wait timeout: 99999999999999999999\n",
+                          Parse({"-t", "30", "-t", BEYOND_64_BITS, "-t", "30"})));
+}
+
+TEST(ParseOptions, RecoveryModeTakes0To7AfterTheCut) {
+  for (const NumberCase& number : NUMBERS) {
+    const Parsed parsed = Parse({"-m", number.text});
+    if (number.value <= 7) {
+      ASSERT_TRUE(Accepts(parsed)) << number.text;
+      EXPECT_EQ(parsed.options->recoveryMode, number.value) << number.text;
+      EXPECT_EQ(parsed.options->recoveryTargetCount, 1U) << number.text;
+    } else {
+      EXPECT_TRUE(
+          RefusedWith("Failed to parse recoveryMode: " + std::string(number.text) + "\n", parsed));
+      EXPECT_EQ(parsed.options->recoveryTargetCount, 0U) << number.text;
+    }
+  }
+  EXPECT_TRUE(Accepts(Parse({"-m", "7"})));
+  EXPECT_TRUE(RefusedWith("Failed to parse recoveryMode: 8\n", Parse({"-m", "8"})));
+}
+
+TEST(ParseOptions, ExclusionModeTakes0To3AfterTheCut) {
+  for (const char* text : {"0", "1", "2", "3", "4294967299", "-4294967293"}) {
+    EXPECT_TRUE(Accepts(Parse({"-X", text}))) << text;
+  }
+  EXPECT_EQ(Parse({"-X", "4294967299"}).options->exclusionMode, 3U);
+  EXPECT_EQ(Parse({"-X", "2"}).options->exclusionMode, 2U);
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: 4\n", Parse({"-X", "4"})));
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: -1\n", Parse({"-X", "-1"})));
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: 2147483647\n", Parse({"-X", "2147483647"})));
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: -2147483648\n", Parse({"-X", "2147483648"})));
+}
+
+TEST(ParseOptions, ANumberBeyond64BitsIsRefusedWithTheOptionsOwnWords) {
+  for (const auto& [option, message] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"-t", "Failed to parse wait timeout: "},
+           {"-d", "Failed to parse decomMode: "},
+           {"-r", "Failed to parse reason: "},
+           {"-m", "Failed to parse recoveryMode: "},
+           {"-X", "Failed to parse exclusion mode: "}}) {
+    for (const char* text : {"18446744073709551616", BEYOND_64_BITS, "-99999999999999999999",
+                             "18446744073709551616x"}) {
+      EXPECT_TRUE(RefusedWith(message + std::string(text) + "\n", Parse({option, text})));
+    }
+  }
+}
+
+TEST(ParseOptions, AStaleErrnoDoesNotRefuseANumber) {
+  errno = ERANGE;
+  EXPECT_TRUE(Accepts(Parse({"-d", "1", "-r", "1", "-t", "1", "-m", "1", "-X", "1"})));
+}
+
+// --- UUIDs -----------------------------------------------------------------------
+
+TEST(ParseOptions, AWholeUuidIsStoredInTheOrderOfItsDigits) {
+  const Parsed parsed = Parse({"-u", "01234567-89AB-cdef-fedc-ba9876543210"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->uuidGiven);
+  EXPECT_EQ(parsed.options->recoveryTargetCount, 1U);
+  EXPECT_EQ(Bytes(parsed.options->uuid),
+            "\x01\x23\x45\x67\x89\xab\xcd\xef\xfe\xdc\xba\x98\x76\x54\x32\x10");
+}
+
+TEST(ParseOptions, AUuidCutAfterItsThirdGroupIsAccepted) {
+  const Parsed parsed = Parse({"-u", "01234567-89ab-cdef"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->uuidGiven);
+  EXPECT_EQ(Bytes(parsed.options->uuid),
+            std::string("\x01\x23\x45\x67\x89\xab\xcd\xef") + std::string(8, '\0'));
+}
+
+TEST(ParseOptions, AUuidWithTooFewFieldsIsRefusedWithTheirNumber) {
+  struct Case {
+    const char* text;
+    int fields;
+  };
+  for (const Case& uuid : std::initializer_list<Case>{{"0123456", 4},
+                                                      {"", -1},
+                                                      {"   ", -1},
+                                                      {"zz", 0},
+                                                      {"-", 0},
+                                                      {"0", 1},
+                                                      {"01234567", 4},
+                                                      {"0123456789abcdef", 4},
+                                                      {"01234567-89ab", 6},
+                                                      {"01234567-89ab-cd", 7},
+                                                      {"01234567-89ab-cdxx", 7},
+                                                      {"%n%s", 0}}) {
+    const Parsed parsed = Parse({"-u", uuid.text});
+    EXPECT_TRUE(RefusedWith("Failed to parse UUID: " + std::string(uuid.text) +
+                                ", length=" + std::to_string(uuid.fields) + "\n",
+                            parsed));
+    EXPECT_FALSE(parsed.options->uuidGiven);
+    EXPECT_EQ(parsed.options->recoveryTargetCount, 0U);
+  }
+}
+
+TEST(ParseOptions, WhatFollowsAWholeUuidIsIgnored) {
+  EXPECT_TRUE(Accepts(Parse({"-u", "01234567-89ab-cdef-fedc-ba9876543210-and-more"})));
+}
+
+TEST(ParseOptions, ALaterUuidOverwritesOnlyWhatItSupplies) {
+  const Parsed parsed =
+      Parse({"-u", "11111111-1111-1111-1111-111111111111", "-u", "22222222-2222-2222-22"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(Bytes(parsed.options->uuid), std::string(9, '\x22') + std::string(7, '\x11'));
+  EXPECT_EQ(parsed.options->recoveryTargetCount, 2U);
+}
+
+TEST(ParseOptions, EveryUuidAndRecoveryModeCountsAsATarget) {
+  const char* uuid = "01234567-89ab-cdef-fedc-ba9876543210";
+  EXPECT_EQ(Parse({"-u", uuid, "-u", uuid}).options->recoveryTargetCount, 2U);
+  EXPECT_EQ(Parse({"-m", "3", "-m", "3"}).options->recoveryTargetCount, 2U);
+  EXPECT_EQ(Parse({"-m", "0", "-u", uuid, "-m", "1"}).options->recoveryTargetCount, 3U);
+}
+
+// --- lists -----------------------------------------------------------------------
+
+TEST(ParseOptions, UuidListAcceptsWholeEntriesWhateverTheyHold) {
+  const Parsed parsed = Parse({"-l", std::string(36, '%')});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE(parsed.options->uuidListGiven);
+  EXPECT_EQ(parsed.options->upgradeWhatIf.uuidList.data(), std::string(36, '%'));
+}
+
+TEST(ParseOptions, UuidListRefusesAnyOtherLength) {
+  for (const std::size_t length : {0U, 1U, 35U, 37U, 38U, 72U, 74U}) {
+    const std::string text(length, 'u');
+    const Parsed parsed = Parse({"-l", text});
+    EXPECT_TRUE(RefusedWith("Invalid UUID: " + text + "\n", parsed)) << length;
+    EXPECT_FALSE(parsed.options->uuidListGiven);
+  }
+}
+
+TEST(ParseOptions, UuidListWithABlankAfterTheCommaIsRefused) {
+  const std::string text = UuidList(1) + ", " + UuidList(1);
+  EXPECT_TRUE(RefusedWith("Invalid UUID: " + text + "\n", Parse({"-l", text})));
+}
+
+TEST(ParseOptions, UuidListAdmits2560Entries) {
+  const Parsed parsed = Parse({"-l", UuidList(2560)});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->upgradeWhatIf.uuidList.data(), UuidList(2560));
+}
+
+TEST_F(ParseOptionsDeathTest, UuidListOf2561EntriesAbortsWithoutAWord) {
+  EXPECT_EXIT(
+      {
+        CommandLine line({"-l", UuidList(2561)});
+        const Options options;
+        (void)ParseOptions(line.Count(), line.Vector(), *options);
+      },
+      testing::KilledBySignal(SIGABRT), "^$");
+}
+
+TEST(ParseOptions, ALaterUuidListReplacesALongerOne) {
+  const Parsed parsed = Parse({"-l", UuidList(3), "-l", std::string(36, 'x')});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->upgradeWhatIf.uuidList.data(), std::string(36, 'x'));
+}
+
+/// -n and -x differ in their fields and in one message.
+struct MoveListOption {
+  const char* option;
+  char* ClientOptions::*list;
+  bool ClientOptions::*given;
+  const char* tooLong;
+};
+
+void PrintTo(const MoveListOption& row, std::ostream* out) { *out << row.option; }
+
+class MoveList : public testing::TestWithParam<MoveListOption> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Both, MoveList,
+    testing::Values(MoveListOption{"-n", &ClientOptions::destinationList,
+                                   &ClientOptions::destinationListGiven,
+                                   "Destination list is longer than max limit\n"},
+                    MoveListOption{"-x", &ClientOptions::exclusionList,
+                                   &ClientOptions::exclusionListGiven,
+                                   "Exclusion list is longer than max limit\n"}),
+    [](const auto& row) { return row.param.option[1] == 'n' ? "Destination" : "Exclusion"; });
+
+TEST_P(MoveList, AcceptsAnEmptyText) {
+  const Parsed parsed = Parse({GetParam().option, ""});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_TRUE((*parsed.options).*GetParam().given);
+  EXPECT_STREQ((*parsed.options).*GetParam().list, "");
+}
+
+TEST_P(MoveList, AcceptsUpTo2559Entries) {
+  for (const std::size_t entries : {1U, 2U, 2559U}) {
+    const Parsed parsed = Parse({GetParam().option, UuidList(entries)});
+    ASSERT_TRUE(Accepts(parsed)) << entries;
+    EXPECT_TRUE((*parsed.options).*GetParam().given);
+    EXPECT_EQ((*parsed.options).*GetParam().list, UuidList(entries));
+  }
+}
+
+TEST_P(MoveList, Refuses2560EntriesWithItsOwnMessage) {
+  for (const std::size_t entries : {2560U, 2561U, 3000U}) {
+    const Parsed parsed = Parse({GetParam().option, UuidList(entries)});
+    EXPECT_TRUE(RefusedWith(GetParam().tooLong, parsed)) << entries;
+    EXPECT_FALSE((*parsed.options).*GetParam().given);
+  }
+}
+
+TEST_P(MoveList, RefusesAnyOtherLengthAsAnInvalidUuid) {
+  for (const std::size_t length : {1U, 35U, 37U, 72U, 74U, 94718U, 94720U}) {
+    const std::string text(length, 'u');
+    EXPECT_TRUE(RefusedWith("Invalid UUID: " + text + "\n", Parse({GetParam().option, text})))
+        << length;
+  }
+}
+
+TEST_P(MoveList, ALaterTextReplacesALongerOne) {
+  const Parsed parsed = Parse({GetParam().option, UuidList(2), GetParam().option, ""});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_STREQ((*parsed.options).*GetParam().list, "");
+  EXPECT_TRUE((*parsed.options).*GetParam().given);
+}
+
+// --- path and work items ---------------------------------------------------------
+
+TEST(ParseOptions, FilePathAdmits4096Characters) {
+  const std::string path(4096, 'p');
+  const Parsed parsed = Parse({"-f", path});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->filePath.data(), path);
+  EXPECT_TRUE(
+      RefusedWith("File path is longer than the max path length", Parse({"-f", path + "p"})));
+}
+
+TEST(ParseOptions, ALaterFilePathLeavesTheTailOfALongerOne) {
+  EXPECT_STREQ(Parse({"-f", "/tmp/abcdef", "-f", "/x"}).options->filePath.data(), "/xmp/abcdef");
+  EXPECT_STREQ(Parse({"-f", "/tmp/abcdef", "-f", ""}).options->filePath.data(), "/tmp/abcdef");
+  EXPECT_STREQ(Parse({"-f", "/x", "-f", "/tmp/abcdef"}).options->filePath.data(), "/tmp/abcdef");
+}
+
+TEST(ParseOptions, EachWorkItemNameHasItsNumber) {
+  const std::vector<std::pair<const char*, std::uint32_t>> names = {{"PLACEMENT", 1},
+                                                                    {"DECOM_CLEANUP", 2},
+                                                                    {"CLEANUP", 3},
+                                                                    {"VOTES_REBALANCE", 5},
+                                                                    {"FIX_FD_IDS", 6},
+                                                                    {"MOVE", 7},
+                                                                    {"REACTIVE_REBALANCE", 8},
+                                                                    {"DECOM", 9},
+                                                                    {"FORCE_REPAIR", 10},
+                                                                    {"FORCE_RECONFIGURE", 11},
+                                                                    {"RECOVERY", 12},
+                                                                    {"REPAIR", 13},
+                                                                    {"CHANGE", 14},
+                                                                    {"CHANGE_PENDING", 15},
+                                                                    {"COMPLIANCE", 16},
+                                                                    {"CONCAT", 17},
+                                                                    {"PROACTIVE_REBALANCE", 18},
+                                                                    {"DELTA_DECOM", 19},
+                                                                    {"FORMAT_CHANGE", 20},
+                                                                    {"UNPLANNED_DELTA", 21},
+                                                                    {"MANUAL_MOVE", 22},
+                                                                    {"CONCAT_IN_MIDDLE", 23}};
+  EXPECT_EQ(names.size(), WORK_ITEM_NAMES.size());
+  for (const auto& [name, number] : names) {
+    const Parsed parsed = Parse({"-i", name});
+    ASSERT_TRUE(Accepts(parsed)) << name;
+    EXPECT_EQ(static_cast<std::uint32_t>(parsed.options->workItem), number) << name;
+  }
+}
+
+TEST(ParseOptions, AnyOtherWorkItemNameIsRefused) {
+  for (const char* name : {"move", "MOV", "MOVES", "", "4", "NONE", " MOVE", "%n%s"}) {
+    const Parsed parsed = Parse({"-i", name});
+    EXPECT_TRUE(RefusedWith("Invalid work-item type name: " + std::string(name) + "\n", parsed));
+    EXPECT_EQ(parsed.options->workItem, WorkItemType::NONE);
+  }
+}
+
+// --- repetition, order, the C library's ways -------------------------------------
+
+TEST(ParseOptions, TheLastValueWins) {
+  const Parsed parsed =
+      Parse({"-o", "a", "-s", "b", "-d", "1", "-r", "1", "-m", "1", "-X", "1", "-i", "MOVE",
+             "-o", "c", "-s", "d", "-d", "2", "-r", "3", "-m", "4", "-X", "2", "-i", "DECOM"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->decomMode, 2U);
+  EXPECT_EQ(parsed.options->reason, 3U);
+  EXPECT_EQ(parsed.options->recoveryMode, 4U);
+  EXPECT_EQ(parsed.options->exclusionMode, 2U);
+  EXPECT_EQ(parsed.options->workItem, WorkItemType::DECOM);
+}
+
+TEST(ParseOptions, EndsAtTheFirstFailure) {
+  const Parsed parsed = Parse({"-d", "5", "-X", "4", "-d", "6", "-i", "move"});
+  EXPECT_TRUE(RefusedWith("Invalid exclusion mode: 4\n", parsed));
+  EXPECT_EQ(parsed.options->decomMode, 5U);
+}
+
+TEST(ParseOptions, WordsAndOptionsMayBeMixed) {
+  CommandLine line({"log-level", "-d", "3", "2", "-a"});
+  const Options options;
+  const ParseResult result = ParseOptions(line.Count(), line.Vector(), *options);
+  EXPECT_FALSE(IsError(result.error));
+  ASSERT_EQ(result.wordIndex, 4);
+  EXPECT_STREQ(line.Vector()[4], "log-level");
+  EXPECT_STREQ(line.Vector()[5], "2");
+  EXPECT_EQ(options->decomMode, 3U);
+  EXPECT_EQ(options->all, 1);
+}
+
+TEST(ParseOptions, TwoHyphensEndTheOptions) {
+  CommandLine line({"-a", "--", "-X", "9"});
+  const Options options;
+  const ParseResult result = ParseOptions(line.Count(), line.Vector(), *options);
+  EXPECT_FALSE(IsError(result.error));
+  ASSERT_EQ(result.wordIndex, 3);
+  EXPECT_STREQ(line.Vector()[3], "-X");
+}
+
+TEST(ParseOptions, ShortOptionsMayBeBundled) {
+  const Parsed parsed = Parse({"-awed5", "-X3"});
+  EXPECT_EQ(parsed.options->all, 1);
+  EXPECT_TRUE(parsed.options->wipeDisk);
+  EXPECT_TRUE(parsed.options->ensureDurability);
+  EXPECT_EQ(parsed.options->decomMode, 5U);
+  EXPECT_TRUE(Accepts(parsed));
+}
+
+TEST(ParseOptions, LongOptionsTakeTheirArgumentEitherWay) {
+  EXPECT_EQ(Parse({"--decom-mode=3"}).options->decomMode, 3U);
+  EXPECT_EQ(Parse({"--decom-mode", "3"}).options->decomMode, 3U);
+  EXPECT_EQ(Parse({"--decom-mode="}).options->decomMode, 0U);
+}
+
+TEST(ParseOptions, AnUnambiguousPrefixIsTakenForTheName) {
+  const Parsed parsed = Parse({"--dec", "3", "--sock", "/x"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->decomMode, 3U);
+  EXPECT_EQ(parsed.options->longOptionIndex, 2);
+}
+
+TEST(ParseOptions, AnExactNameBeatsALongerOne) {
+  const Parsed parsed = Parse({"--uuid", "01234567-89ab-cdef"});
+  ASSERT_TRUE(Accepts(parsed));
+  EXPECT_EQ(parsed.options->longOptionIndex, 4);
+}
+
+TEST(ParseOptions, LeavesUnknownAndIncompleteOptionsToTheLibrary) {
+  for (const auto& [words, text] :
+       std::initializer_list<std::pair<std::vector<std::string>, const char*>>{
+           {{"-z"}, "trel-tool: invalid option -- 'z'\n"},
+           {{"-u"}, "trel-tool: option requires an argument -- 'u'\n"},
+           {{"--uuid"}, "trel-tool: option '--uuid' requires an argument\n"},
+           {{"--nosuch"}, "trel-tool: unrecognized option '--nosuch'\n"},
+           {{"--all=1"}, "trel-tool: option '--all' doesn't allow an argument\n"},
+           {{"--exclusion=1"},
+            "trel-tool: option '--exclusion=1' is ambiguous; possibilities: "
+            "'--exclusion-list' '--exclusion-mode'\n"}}) {
+    const Parsed parsed = Parse(words);
+    EXPECT_EQ(parsed.result.error.kind, UsageErrorKind::TOLD_BY_LIBRARY) << words[0];
+    EXPECT_EQ(parsed.message, "") << words[0];
+    EXPECT_EQ(parsed.libraryText, text) << words[0];
+  }
+}
+
+TEST(ParseOptions, LongOptionIndexIsThePositionOfTheLastLongOption) {
+  EXPECT_EQ(Parse({"-s", "/x", "-a"}).options->longOptionIndex, 1);
+  EXPECT_EQ(Parse({"--socket-path=/x"}).options->longOptionIndex, 2);
+  EXPECT_EQ(Parse({"--timeout=5", "-a"}).options->longOptionIndex, 3);
+  EXPECT_EQ(Parse({"--exclusion-mode=1", "--uuid=01234567-89ab-cdef", "-X", "2"})
+                .options->longOptionIndex,
+            4);
+  EXPECT_EQ(Parse({"--exclusion-mode=1"}).options->longOptionIndex, 17);
+}
+
+TEST(ParseOptions, EachLongOptionLeavesItsPosition) {
+  const std::string list = UuidList(1);
+  const std::vector<std::pair<std::vector<std::string>, int>> rows = {
+      {{"--output-path=x"}, 1},
+      {{"--socket-path=x"}, 2},
+      {{"--timeout=1"}, 3},
+      {{"--uuid=" + list}, 4},
+      {{"--uuid-list=" + list}, 5},
+      {{"--file-path=x"}, 7},
+      {{"--decom-mode=1"}, 8},
+      {{"--ensure-durability"}, 9},
+      {{"--reason=1"}, 10},
+      {{"--work-item=MOVE"}, 11},
+      {{"--recovery-mode=1"}, 12},
+      {{"--wipe-disk"}, 13},
+      {{"--all"}, 14},
+      {{"--destination-list=" + list}, 15},
+      {{"--exclusion-list=" + list}, 16},
+      {{"--exclusion-mode=1"}, 17}};
+  for (const auto& [words, place] : rows) {
+    const Parsed parsed = Parse(words);
+    EXPECT_TRUE(Accepts(parsed)) << words[0];
+    EXPECT_EQ(parsed.options->longOptionIndex, place) << words[0];
+  }
+}
+
+TEST(ParseOptions, AllocatesForJsonOnly) {
+  tests::WrappedCalls calls;
+  CommandLine line({"-o",        "a",  "-s", "b",  "-u", UuidList(1), "-l",        UuidList(2),
+                    "-f",        "p",  "-d", "1",  "-e", "-r",        "1",         "-i",
+                    "MOVE",      "-m", "1",  "-w", "-a", "-n",        UuidList(1), "-x",
+                    UuidList(1), "-X", "1",  "-j", "{}"});
+  const Options options;
+  const std::size_t before = calls.Seen({"malloc", "calloc"}).size();
+  EXPECT_FALSE(IsError(ParseOptions(line.Count(), line.Vector(), *options).error));
+  EXPECT_EQ(calls.Seen({"malloc", "calloc"}).size(), before);
+  EXPECT_EQ(calls.Seen({"strdup"}), std::vector<std::string>{"strdup({})"});
+  std::free(options->json);
+}
+
+// --- bounds ----------------------------------------------------------------------
+
+TEST(ParseOptions, ReadsEachTextToItsTerminatorAndNoFurther) {
+  const std::string list = UuidList(2);
+  for (const auto& [option, text] :
+       std::vector<std::pair<std::string, std::string>>{{"-l", list},
+                                                        {"-n", list},
+                                                        {"-x", list},
+                                                        {"-n", ""},
+                                                        {"-f", "/tmp/path"},
+                                                        {"-j", "{}"},
+                                                        {"-u", "01234567-89ab-cdef"},
+                                                        {"-m", "7"},
+                                                        {"-i", "MOVE"}}) {
+    const GuardedText guarded(text);
+    CommandLine line({option, "replaced", "stats"});
+    line.Vector()[2] = guarded.Get();
+    Options options;
+    const ParseResult result = ParseOptions(line.Count(), line.Vector(), *options);
+    EXPECT_FALSE(IsError(result.error)) << option;
+    std::free(options->json);
+  }
+}
+
+}  // namespace
+}  // namespace trel
