@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# The client needs only libc at run time, carries no exception or type information
+# machinery, and makes its calls under their plain names. A static one needs nothing.
+#
+#   binary.sh <client> <sanitized: 0 or 1>
+set -euo pipefail
+client=$1
+if [[ $2 == 1 ]]; then
+  echo "skipped: the sanitizers bring libraries and calls of their own"
+  exit 77
+fi
+
+fail() {
+  echo "$*" >&2
+  exit 1
+}
+
+needed=$(readelf --dynamic "$client" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+if ! readelf --program-headers --wide "$client" | grep -q '^ *INTERP '; then
+  [[ -z $needed ]] || fail "is static and yet needs $needed"
+  exit 0
+fi
+[[ $needed == libc.so.6 ]] || fail "needs more than libc: $needed"
+
+symbols=$(nm --dynamic --undefined-only "$client" | sed 's/.* U //; s/@.*//')
+for name in signal calloc malloc free strdup socket setsockopt connect send recv read write \
+  fopen getopt_long strtoul; do
+  grep -qx "$name" <<<"$symbols" || fail "does not call $name"
+done
+if grep -E '^(__recv_chk|__read_chk|setlocale|_Z|__cxa_throw|__gxx_personality)' <<<"$symbols"; then
+  fail "calls what it must not"
+fi
