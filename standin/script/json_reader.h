@@ -1,0 +1,48 @@
+// A JSON value and its place in the script, with the checks that its readers need.
+
+#ifndef STANDIN_SCRIPT_JSON_READER_H
+#define STANDIN_SCRIPT_JSON_READER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "protocol/request.h"
+
+namespace standin {
+
+/// All functions throw ScriptError, which names the place, if the value is not of
+/// the wanted kind.
+class JsonReader {
+ public:
+  JsonReader(const Json& value, std::string place, std::filesystem::path folder);
+
+  [[noreturn]] void Refuse(const std::string& why) const;
+
+  /// Refuses all but an object with no other members than these.
+  void OnlyMembers(std::initializer_list<std::string_view> allowed) const;
+  [[nodiscard]] bool Has(std::string_view name) const;
+  [[nodiscard]] JsonReader Member(std::string_view name) const;
+  void ForEachMember(
+      const std::function<void(const std::string& name, const JsonReader&)>& visit) const;
+  void ForEachItem(const std::function<void(const JsonReader&)>& visit) const;
+
+  [[nodiscard]] const std::string& Text() const;
+  [[nodiscard]] std::uint64_t Natural(std::uint64_t least, std::uint64_t most) const;
+  [[nodiscard]] const Json& Value() const { return value_; }
+  /// The folder of the script, where the paths in it begin.
+  [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
+
+ private:
+  const Json& value_;
+  std::string place_;
+  std::filesystem::path folder_;
+};
+
+}  // namespace standin
+
+#endif  // STANDIN_SCRIPT_JSON_READER_H
