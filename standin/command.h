@@ -1,0 +1,36 @@
+// The command that the stand-in may run beside itself: a script under test.
+
+#ifndef STANDIN_COMMAND_H
+#define STANDIN_COMMAND_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace standin {
+
+class Command {
+ public:
+  /// Starts the program that the first word names, with default signal handling.
+  /// Throws std::system_error.
+  explicit Command(std::vector<std::string> words);
+  /// Ends it if it still runs, and waits for it.
+  ~Command();
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
+
+  /// Whether it has ended; never waits.
+  [[nodiscard]] bool HasEnded();
+  /// How it ended, empty if with exit value 0. To be asked after its end.
+  [[nodiscard]] std::string Failure() const;
+
+ private:
+  std::string name_;
+  pid_t process_ = -1;  ///< -1 once it has ended
+  int status_ = 0;
+};
+
+}  // namespace standin
+
+#endif  // STANDIN_COMMAND_H

@@ -1,0 +1,9 @@
+#!/bin/sh
+# A script under test: asks whether a disk may go while no rebalance is started.
+#
+#   maintenance.sh TREL_TOOL SOCKET
+set -eu
+tool="$1 -s $2"
+$tool disable-workitem -i PROACTIVE_REBALANCE
+$tool what-if-entity-decom -u 00112233-4455-6677-8899-aabbccddeeff -d 2
+$tool enable-workitem -i PROACTIVE_REBALANCE

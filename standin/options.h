@@ -1,0 +1,46 @@
+// The command line of trel-standin.
+
+#ifndef STANDIN_OPTIONS_H
+#define STANDIN_OPTIONS_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/server.h"
+#include "server/session.h"
+
+namespace standin {
+
+struct Options {
+  std::string socketPath;
+  mode_t mode = 0600;
+  std::string scriptPath;  ///< empty: none
+  bool checkOnly = false;
+  std::string forwardPath;  ///< empty: answer, do not relay
+  std::string logPath;      ///< empty: standard output
+  bool hex = false;
+  ServerLimits server;
+  SessionLimits session;
+  std::vector<std::string> command;  ///< behind "--"
+};
+
+/// How the program ends; --help and the manual list these.
+enum ExitValue : int {
+  EXIT_OK = 0,
+  EXIT_RUN_FAILED = 1,
+  EXIT_USAGE = 2,
+  EXIT_NOT_FOLLOWED = 3,
+  EXIT_COMMAND_FAILED = 4,
+};
+
+/// Reads the command line into `options`. The exit value if the program is to end
+/// at once: after --help or --version, or on a mistake, which has been told.
+[[nodiscard]] std::optional<int> ReadOptions(int argc, char** argv, Options& options);
+
+}  // namespace standin
+
+#endif  // STANDIN_OPTIONS_H

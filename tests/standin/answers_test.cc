@@ -1,0 +1,125 @@
+// The stand-in without a script: what it reads of each command and what it says.
+
+#include <gtest/gtest.h>
+
+#include "core/frame.h"
+#include "support/all_commands.h"
+#include "support/bytes.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+TEST(Answers, DecodesAll37RequestsFieldByField) {
+  RunningStandin standin;
+  for (const CommandCase& command : AllCommandCases()) {
+    EXPECT_EQ(standin.Client(command.words).exitValue, 0) << command.words[0];
+  }
+  const std::vector<Json> requests = standin.Stop().Events("request");
+  ASSERT_EQ(requests.size(), 37U);
+  for (const CommandCase& command : AllCommandCases()) {
+    const Json& line = requests[command.code - 1];
+    EXPECT_EQ(line.at("code"), command.code);
+    EXPECT_EQ(line.at("command"), command.words[0]);
+    EXPECT_EQ(line.at("fields").dump(), command.fields) << command.words[0];
+    EXPECT_FALSE(line.contains("remarks")) << line.dump();
+  }
+}
+
+TEST(Answers, PrintsTextForExactlyTheCommandsThatPrint) {
+  const RunningStandin standin;
+  std::vector<unsigned> printing;
+  for (const CommandCase& command : AllCommandCases()) {
+    const ProcessResult run = standin.Client(command.words);
+    EXPECT_EQ(run.err, "") << command.words[0];
+    if (!run.out.empty()) {
+      printing.push_back(command.code);
+      EXPECT_TRUE(command.code == 1 || Json::accept(run.out)) << run.out;
+    }
+  }
+  EXPECT_THAT(printing, testing::ElementsAre(1, 3, 6, 9, 12, 14, 15, 16, 17, 23, 26, 35));
+}
+
+TEST(Answers, StreamsTheCrawlerStatesOfAllObjects) {
+  const RunningStandin standin;
+  EXPECT_EQ(standin.Client({"get-obj-crawler-state", "-a"}).out,
+            "6ba7b810-9dad-11d1-80b4-00c04fd430c8 idle\n"
+            "6ba7b811-9dad-11d1-80b4-00c04fd430c8 queued\n");
+}
+
+TEST(Answers, SendsNothingForTheCommandsWithoutReply) {
+  const RunningStandin standin;
+  EXPECT_EQ(standin.Exchange(standin::EncodeFrame(30, "")), "");
+  EXPECT_EQ(standin.Exchange(standin::EncodeFrame(32, "")), "");
+  EXPECT_TRUE(
+      SameBytes(FromHex("00000000 00000000"), standin.Exchange(standin::EncodeFrame(29, ""))));
+}
+
+TEST(Answers, UnknownCodeIsAFailureAndIsRemarked) {
+  RunningStandin standin;
+  EXPECT_TRUE(SameBytes(FromHex("0bad0001 0000000f") + "no such command",
+                        standin.Exchange(standin::EncodeFrame(38, "x"))));
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("command"), nullptr);
+  EXPECT_EQ(line.at("remarks").dump(), R"(["no command has the code 38"])");
+}
+
+struct Remarked {
+  unsigned code;
+  std::string payload;
+  std::string fields;
+  std::string remarks;
+};
+
+TEST(Answers, RemarksWhatAWellBehavedClientWouldNotSend) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  const std::vector<Remarked> cases = {
+      {1, "x", "{}", R"(["length 1, at most 0 expected"])"},
+      {2, "short", "{}", R"(["length 5, at least 36 expected"])"},
+      {2, std::string(36, 'A'), R"({"uuid":")" + std::string(36, 'A') + R"("})",
+       R"(["uuid is not a UUID of lower-case digits"])"},
+      {4, "{", R"({"json":"{"})", R"(["json has no terminator","json is not valid JSON"])"},
+      {10, Zeros(16) + Zeros(8), R"({"timeSpan":0,"varianceThreshold":0.0,"timeThreshold":0})",
+       R"(["length 24, at least 32 expected"])"},
+      {10, Zeros(8) + FromHex("000000000000f87f") + Zeros(16),
+       R"({"timeSpan":0,"varianceThreshold":"nan","timeThreshold":0,"rateThreshold":0})", ""},
+      {16, Zeros(16) + FromHex("01000000 01 aabbcc"),
+       R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":1,)"
+       R"("ensureDurability":1,"reserved":"aabbcc"})",
+       ""},
+      {17, Zeros(28) + FromHex("02000000") + uuid + Zeros(1),
+       R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":0,"reason":0,"wipeDisk":0,)"
+       R"("uuidCount":2,"uuidList":[")" +
+           uuid + R"("]})",
+       R"(["uuidCount is 2, the list has 1"])"},
+      {20, std::string("/a\0b\0", 5), R"({"filePath":"/a"})",
+       R"(["filePath has bytes behind its terminator"])"},
+      {24, "7777", R"({"workItem":7777,"workItemName":""})", R"(["workItem has no terminator"])"},
+      {24, std::string("4\0\0\0", 4), R"({"workItem":4,"workItemName":""})", ""},
+      {25, std::string("x\0\0\0", 4), R"({"workItem":"x","workItemName":""})",
+       R"(["workItem is not a number"])"},
+      {31, "no colons" + Zeros(1015),
+       R"({"eventType":"no colons","eventName":"","entryType":"","entryName":"","uuid":""})",
+       R"(["eventType is not a number","entryType is not a number",)"
+       R"("uuid is not a UUID of lower-case digits"])"},
+  };
+  RunningStandin standin;
+  for (const Remarked& request : cases) {
+    (void)standin.Exchange(standin::EncodeFrame(request.code, request.payload));
+    const Json line = standin.NextLine();
+    EXPECT_EQ(line.at("fields").dump(), request.fields) << line.dump();
+    EXPECT_EQ(line.contains("remarks") ? line.at("remarks").dump() : "", request.remarks);
+  }
+}
+
+TEST(Answers, HexShowsTheRawBytesOnDemandOnly) {
+  RunningStandin plain;
+  RunningStandin withHex({"--hex"});
+  (void)plain.Client({"log-level", "02"});
+  (void)withHex.Client({"log-level", "02"});
+  EXPECT_FALSE(plain.NextLine().contains("hex"));
+  EXPECT_EQ(withHex.NextLine().at("hex"), "00000007000000023032");
+}
+
+}  // namespace
+}  // namespace tests

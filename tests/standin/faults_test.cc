@@ -1,0 +1,116 @@
+// Each fault that a script can ask for, as the client sees it.
+
+#include <gtest/gtest.h>
+
+#include "core/frame.h"
+#include "core/unix_connect.h"
+#include "support/bytes.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+Json Always(const Json& answer) { return {{"rules", {{{"answer", answer}}}}}; }
+
+constexpr char INCOMPLETE[] = "Failed to receive the complete UDS message sent. Please try again";
+
+TEST(Faults, CloseBeforeReadingIsTriedWithBothSends) {
+  RunningStandin standin(Always({{"close", "before-reading"}}), {});
+  const ProcessResult run = standin.Client({"crawler", "-a"});
+  EXPECT_THAT(run.exitValue, testing::AnyOf(0, 32, 104)) << "read nothing, EPIPE or ECONNRESET";
+  EXPECT_EQ(standin.NextLine().at("answer").at("kind"), "close-before-reading");
+}
+
+TEST(Faults, CloseAfterHeaderIsDoneForItsCommandOnly) {
+  RunningStandin standin(
+      Json{{"rules", {{{"command", "fix-concats"}, {"answer", {{"close", "after-header"}}}}}}}, {});
+  EXPECT_EQ(standin.Exchange(standin::EncodeFrame(13, "payload")), "");
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "closed-early");
+  EXPECT_EQ(line.at("code"), 13);
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+}
+
+TEST(Faults, CloseAfterTheRequestIsAnEmptySuccess) {
+  const RunningStandin standin(Always({{"close", "after-request"}}), {});
+  const ProcessResult run = standin.Client({"info-owner-rebalance"});
+  EXPECT_EQ(run.out, "\n");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST(Faults, ACutHeaderReadsAsZeroWhereBytesAreMissing) {
+  for (unsigned bytes = 0; bytes < 8; ++bytes) {
+    const RunningStandin standin(
+        Always({{"status", 0x01020304}, {"text", "lost"}, {"cutHeader", bytes}}), {});
+    const ProcessResult run = standin.Client({"fix-concats"});
+    EXPECT_EQ(run.exitValue, bytes < 4 ? 0 : 4) << bytes;
+    EXPECT_EQ(run.err.empty(), bytes == 0) << run.err;
+  }
+}
+
+TEST(Faults, AWrongLengthTooLongIsAnIncompleteMessage) {
+  const RunningStandin standin(Always({{"text", "four"}, {"length", 10}}), {});
+  const ProcessResult run = standin.Client({"info-owner-rebalance"});
+  EXPECT_EQ(run.err, INCOMPLETE);
+  EXPECT_EQ(run.out, "\n");
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST(Faults, AWrongLengthTooShortCutsTheText) {
+  const RunningStandin standin(Always({{"text", "four"}, {"length", 2}}), {});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "fo\n");
+}
+
+TEST(Faults, ACutPayloadIsAnIncompleteMessage) {
+  const RunningStandin standin(Always({{"status", 9}, {"text", "payload"}, {"cutPayload", 3}}), {});
+  EXPECT_TRUE(SameBytes(FromHex("00000009 00000007") + "pay",
+                        standin.Exchange(standin::EncodeFrame(35, ""))));
+  const ProcessResult run = standin.Client({"info-owner-rebalance"});
+  EXPECT_EQ(run.err, INCOMPLETE);
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST(Faults, OneByteAtATimeArrivesWhole) {
+  const RunningStandin standin(Always({{"text", "slowly"}, {"bytewise", true}}), {});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "slowly\n");
+  const RunningStandin stream(Always({{"stream", {{{"text", "drops"}}}}, {"bytewise", true}}), {});
+  EXPECT_EQ(stream.Client({"stats"}).out, "drops");
+}
+
+TEST(Faults, ADelayedAnswerIsTheSameAnswer) {
+  RunningStandin standin(Always({{"text", "late"}, {"delay", 20}}), {});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "late\n");
+  EXPECT_EQ(standin.NextLine().at("answer").at("delay"), 20);
+}
+
+TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
+  RunningStandin standin(Always({{"silent", true}}), {"--once"});
+  EXPECT_EQ(standin.Exchange(""), "");
+  EXPECT_EQ(standin.Finish().exitValue, 0);
+
+  RunningStandin silent(Always({{"silent", true}}), {"--once"});
+  {
+    const standin::Descriptor connection = standin::ConnectTo(silent.Socket());
+    standin::WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
+    EXPECT_EQ(silent.NextLine().at("answer").at("kind"), "silence");
+  }
+  EXPECT_EQ(silent.Finish().exitValue, 0);
+}
+
+TEST(Faults, SilenceIsATimeOutToTheClientSlow) {
+  const RunningStandin standin(Always({{"silent", true}}), {});
+  const ProcessResult run = standin.Client({"info-owner-rebalance"});
+  EXPECT_EQ(run.err, "Error received: No answer within the time-out: (null)\n");
+  EXPECT_EQ(run.exitValue, 11);
+}
+
+TEST(Faults, AStreamCanBreakOffAfterAPause) {
+  const RunningStandin standin(
+      Always({{"stream", {{{"text", "one "}}, {{"pause", 10}, {"text", "two"}}}}}), {});
+  EXPECT_EQ(standin.Client({"stats"}).out, "one two");
+}
+
+}  // namespace
+}  // namespace tests

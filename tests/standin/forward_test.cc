@@ -1,0 +1,146 @@
+// The stand-in between a client and a daemon: nothing changes but that both sides
+// are logged.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "core/frame.h"
+#include "support/all_commands.h"
+#include "support/bytes.h"
+#include "support/client.h"
+#include "support/running_standin.h"
+#include "support/scripted_daemon.h"
+
+namespace tests {
+namespace {
+
+using standin::AwaitHangUp;
+using standin::EncodeFrame;
+using standin::ReadBytes;
+using standin::ReadRequest;
+using standin::SendBytes;
+
+/// What the daemon receives and the client prints with a stand-in in between.
+struct Relayed {
+  std::string request;
+  ProcessResult client;
+  StandinResult standin;
+};
+
+Relayed RunThroughRelay(const std::vector<std::string>& words, std::vector<standin::Step> steps) {
+  const TempFolder folder;
+  ScriptedDaemon daemon(folder / "d", std::move(steps));
+  RunningStandin standin({"--forward", folder / "d", "--once"});
+  Relayed relayed;
+  relayed.client = standin.Client(words);
+  // In this order: the daemon must not go before the relay has connected.
+  relayed.standin = standin.Finish();
+  relayed.request = daemon.Received();
+  return relayed;
+}
+
+TEST(Forward, All37CommandsAreTheSameByteForByteAsWithoutIt) {
+  for (const CommandCase& command : AllCommandCases()) {
+    const std::vector<standin::Step> steps = {
+        ReadRequest{}, SendBytes{command.code == 1 ? "line\n" : EncodeFrame(0, "an answer")},
+        standin::HalfClose{}, AwaitHangUp{}};
+    const ClientResult direct = RunClientAgainst({.words = command.words, .steps = steps});
+    const Relayed relayed = RunThroughRelay(command.words, steps);
+    EXPECT_TRUE(SameBytes(direct.request, relayed.request)) << command.words[0];
+    EXPECT_EQ(direct.out, relayed.client.out) << command.words[0];
+    EXPECT_EQ(direct.err, relayed.client.err) << command.words[0];
+    EXPECT_EQ(direct.exitValue, relayed.client.exitValue) << command.words[0];
+    const std::vector<Json> requests = relayed.standin.Events("request");
+    ASSERT_EQ(requests.size(), 1U) << command.words[0];
+    EXPECT_EQ(requests[0].at("fields").dump(), command.fields);
+  }
+}
+
+TEST(Forward, BothSidesAreLoggedDecoded) {
+  const Relayed relayed = RunThroughRelay(
+      {"log-level", "3"}, {ReadRequest{}, SendBytes{EncodeFrame(0x2bad0005, "no disk")}});
+  EXPECT_EQ(relayed.client.exitValue, 5);
+  const Json request = relayed.standin.Events("request").at(0);
+  EXPECT_EQ(request.at("from"), "client");
+  EXPECT_EQ(request.at("fields").at("level"), "3");
+  const Json reply = relayed.standin.Events("reply").at(0);
+  EXPECT_EQ(reply.at("from"), "daemon");
+  EXPECT_EQ(reply.at("statusHex"), "0x2bad0005");
+  EXPECT_EQ(reply.at("text"), "no disk");
+  const Json end = relayed.standin.Events("end").at(0);
+  EXPECT_EQ(end.at("clientBytes"), 9);
+  EXPECT_EQ(end.at("daemonBytes"), 15);
+}
+
+TEST(Forward, AStreamIsRelayedAsItComesAndLoggedOnce) {
+  const std::string big(300000, 'x');
+  const Relayed relayed = RunThroughRelay(
+      {"stats"}, {ReadRequest{}, SendBytes{"one\n"}, SendBytes{big}, SendBytes{"\nend\n"}});
+  EXPECT_EQ(relayed.client.out, "one\n" + big + "\nend\n");
+  const Json reply = relayed.standin.Events("reply").at(0);
+  EXPECT_EQ(reply.at("kind"), "stream");
+  EXPECT_EQ(reply.at("bytes"), 300009);
+  EXPECT_EQ(reply.at("text").get<std::string>().size(), 4096U);
+  EXPECT_EQ(reply.at("textCut"), true);
+}
+
+TEST(Forward, WhatCannotBeDecodedIsRelayedUnchanged) {
+  const TempFolder folder;
+  const std::string garbage = FromHex("ffffffff 00000064") + "not a frame";
+  ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, SendBytes{"no frame either"}});
+  RunningStandin standin({"--forward", folder / "d", "--once"});
+  EXPECT_EQ(standin.Exchange(garbage), "no frame either");
+  EXPECT_TRUE(SameBytes(garbage, daemon.Received()));
+  const std::vector<Json> lines = standin.Finish().Events("not-decoded");
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].at("from"), "daemon");
+  EXPECT_EQ(lines[1].at("from"), "client");
+  EXPECT_EQ(lines[1].at("why"), "ended before the frame was complete");
+  EXPECT_EQ(lines[1].at("bytes"), 19);
+}
+
+TEST(Forward, AHalfCloseOfTheClientReachesTheDaemonAndTheReplyComesBack) {
+  const TempFolder folder;
+  // The daemon answers only once it has seen the end of the client's bytes.
+  ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, SendBytes{EncodeFrame(0, "after")}});
+  const RunningStandin standin({"--forward", folder / "d"});
+  EXPECT_TRUE(SameBytes(EncodeFrame(0, "after"), standin.Exchange(EncodeFrame(35, ""))));
+}
+
+TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {
+  const Relayed relayed = RunThroughRelay({"info-owner-rebalance"}, {ReadRequest{}});
+  EXPECT_EQ(relayed.client.out, "\n");
+  EXPECT_EQ(relayed.client.exitValue, 0);
+}
+
+TEST(Forward, APayloadOverTheLimitIsRelayedButNotDecoded) {
+  const TempFolder folder;
+  const std::string request = EncodeFrame(4, std::string(5000, 'j'));
+  ScriptedDaemon daemon(folder / "d", {ReadRequest{}, SendBytes{EncodeFrame(0, "")}});
+  RunningStandin standin({"--forward", folder / "d", "--once", "--max-payload", "4096"});
+  EXPECT_TRUE(SameBytes(Zeros(8), standin.Exchange(request)));
+  EXPECT_TRUE(SameBytes(request, daemon.Received()));
+  const Json line = standin.Finish().Events("not-decoded").at(0);
+  EXPECT_EQ(line.at("why"), "payload over the limit, not decoded");
+}
+
+TEST(Forward, WithoutADaemonTheClientIsHungUpOnAndTheLogSaysWhy) {
+  const TempFolder folder;
+  RunningStandin standin({"--forward", folder / "d", "--once"});
+  EXPECT_THAT(standin.Client({"info-owner-rebalance"}).exitValue, testing::AnyOf(0, 32, 104));
+  const Json line = standin.Finish().Events("daemon-unreachable").at(0);
+  EXPECT_EQ(line.at("why"), (folder / "d") + ": No such file or directory");
+}
+
+TEST(Forward, HexShowsBothSides) {
+  const TempFolder folder;
+  ScriptedDaemon daemon(folder / "d", {ReadRequest{}, SendBytes{EncodeFrame(0, "A")}});
+  RunningStandin standin({"--forward", folder / "d", "--once", "--hex"});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "A\n");
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.Events("request").at(0).at("hex"), "0000002300000000");
+  EXPECT_EQ(result.Events("reply").at(0).at("hex"), "000000000000000141");
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,64 @@
+// The command line of the stand-in and its exit values.
+
+#include <gtest/gtest.h>
+
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
+  const ProcessResult run = RunStandin({"--help"});
+  EXPECT_EQ(run.exitValue, 0);
+  for (const char* const word :
+       {"--socket", "--mode", "--script", "--check", "--forward", "--log", "--hex", "--once",
+        "--count", "--max-payload", "--max-connections", "--idle-timeout", "--version", "COMMAND",
+        "Exit values: 0 ", "; 1 ", "2 the", "; 3 ", "4 the"}) {
+    EXPECT_THAT(run.out, testing::HasSubstr(word));
+  }
+}
+
+TEST(Options, VersionIsPrinted) {
+  const ProcessResult run = RunStandin({"--version"});
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_THAT(run.out, testing::MatchesRegex("trel-standin [0-9.]+\n"));
+}
+
+TEST(Options, AMistakeExitsWith2AndNothingOnStandardOutput) {
+  const std::vector<std::vector<std::string>> mistakes = {
+      {},
+      {"--socket"},
+      {"--nonsense"},
+      {"--socket", "/tmp/s", "--mode", "0999"},
+      {"--socket", "/tmp/s", "--mode", "1777"},
+      {"--socket", "/tmp/s", "--count", "0"},
+      {"--socket", "/tmp/s", "--count", "2", "--once"},
+      {"--socket", "/tmp/s", "--max-payload", "many"},
+      {"--socket", "/tmp/s", "--max-connections", "0"},
+      {"--socket", "/tmp/s", "--script", "a", "--forward", "b"},
+      {"--check"},
+  };
+  for (const std::vector<std::string>& words : mistakes) {
+    const ProcessResult run = RunStandin(words);
+    EXPECT_EQ(run.exitValue, 2) << testing::PrintToString(words);
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err, "");
+  }
+}
+
+TEST(Options, ALogThatCannotBeOpenedExitsWith1) {
+  const TempFolder folder;
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "no/log"});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.err, "trel-standin: log " + (folder / "no/log") + ": No such file or directory\n");
+}
+
+TEST(Options, ACommandThatCannotBeStartedExitsWith1) {
+  const TempFolder folder;
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", folder / "none"});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.err, "trel-standin: " + (folder / "none") + ": No such file or directory\n");
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,92 @@
+// Scripts of rules.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+TEST(Rules, TheFirstRuleThatMeansTheRequestAnswersIt) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  const RunningStandin standin(
+      Json{{"rules",
+            {{{"command", "info-rebalance"},
+              {"fields", {{"uuid", uuid}}},
+              {"answer", {{"text", "the one"}}}},
+             {{"command", "info-rebalance"}, {"answer", {{"status", 5}, {"text", "any other"}}}},
+             {{"command", "stats"}}}}},
+      {});
+  EXPECT_EQ(standin.Client({"info-rebalance", "-u", uuid}).out, "the one\n");
+  const ProcessResult other = standin.Client({"info-rebalance", "-a"});
+  EXPECT_EQ(other.err, "Error received: Unknown status 0x00000005: any other\n");
+  EXPECT_EQ(other.exitValue, 5);
+  EXPECT_EQ(standin.Client({"stats"}).out,
+            "TREL statistics\nobjects owned: 1024\ncomponents absent: 0\n");
+}
+
+TEST(Rules, RequestsThatNoRuleMeansGetThePlausibleAnswer) {
+  const RunningStandin standin(
+      Json{{"rules", {{{"command", "stats"}, {"answer", {{"silent", true}}}}}}}, {});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out,
+            "{\"running\":false,\"bytesMoved\":0,\"bytesToMove\":0}\n");
+}
+
+TEST(Rules, ARuleAnswersNoMoreOftenThanItsTimes) {
+  const RunningStandin standin(
+      Json{{"rules",
+            {{{"command", "info-owner-rebalance"}, {"times", 2}, {"answer", {{"text", "early"}}}},
+             {{"answer", {{"text", "late"}}}}}}},
+      {});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "early\n");
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "early\n");
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "late\n");
+}
+
+TEST(Rules, EveryKindOfFieldCanBeAskedFor) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  const RunningStandin standin(Json{{"rules",
+                                     {{{"command", "start-proactive-rebalance"},
+                                       {"fields", {{"varianceThreshold", 0.5}, {"timeSpan", 60}}},
+                                       {"answer", {{"status", 1}}}},
+                                      {{"command", "enable-workitem"},
+                                       {"fields", {{"workItemName", "MOVE"}}},
+                                       {"answer", {{"status", 2}}}},
+                                      {{"command", "component-manual-move"},
+                                       {"fields", {{"exclusionList", {uuid}}}},
+                                       {"answer", {{"status", 3}}}}}}},
+                               {});
+  EXPECT_EQ(standin.Client({"start-proactive-rebalance", "60", "0.5"}).exitValue, 1);
+  EXPECT_EQ(standin.Client({"start-proactive-rebalance", "60", "0.25"}).exitValue, 0);
+  EXPECT_EQ(standin.Client({"enable-workitem", "-i", "MOVE"}).exitValue, 2);
+  EXPECT_EQ(standin.Client({"enable-workitem", "-i", "REPAIR"}).exitValue, 0);
+  EXPECT_EQ(standin.Client({"component-manual-move", "-u", uuid, "-x", uuid}).exitValue, 3);
+  EXPECT_EQ(standin.Client({"component-manual-move", "-u", uuid, "-n", uuid}).exitValue, 0);
+}
+
+TEST(Rules, PayloadsAreTextFileOrHex) {
+  const TempFolder folder;
+  std::ofstream(folder / "reply.txt") << "from a file";
+  std::ofstream(folder / "script.json")
+      << R"({"rules": [{"command": "fitness-stats-get", "answer": {"file": "reply.txt"}},
+                       {"command": "fitness-config-get", "answer": {"hex": "41 42 0a"}},
+                       {"command": "stats", "answer": {"stream": [
+                           {"text": "a"}, {"pause": 5, "hex": "62"}, {"file": "reply.txt"}]}}]})";
+  const RunningStandin standin({"--script", folder / "script.json"});
+  EXPECT_EQ(standin.Client({"fitness-stats-get"}).out, "from a file\n");
+  EXPECT_EQ(standin.Client({"fitness-config-get"}).out, "AB\n\n");
+  EXPECT_EQ(standin.Client({"stats"}).out, "abfrom a file");
+}
+
+TEST(Rules, AStatusMayBeWrittenInHexadecimalDigits) {
+  const RunningStandin standin(
+      Json{{"rules", {{{"answer", {{"status", "0x2bad0005"}, {"text", "disk"}}}}}}}, {});
+  const ProcessResult run = standin.Client({"fix-concats"});
+  EXPECT_EQ(run.err, "Error received: Input/output error: disk\n");
+  EXPECT_EQ(run.exitValue, 5);
+}
+
+}  // namespace
+}  // namespace tests

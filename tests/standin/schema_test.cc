@@ -1,0 +1,188 @@
+// The installed schema and the script reader accept and refuse the same scripts.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "support/markdown.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+struct ScriptCase {
+  std::string text;
+  std::string refusal;  ///< behind the file's name; empty: accepted
+};
+
+const std::vector<ScriptCase>& Scripts() {
+  static const std::vector<ScriptCase> CASES = {
+      {R"({"rules": []})", ""},
+      {R"({"sequence": []})", ""},
+      {R"({"$schema": "trel-standin-script.schema.json", "rules": [{}]})", ""},
+      {R"({"rules": [{"answer": {}}]})", ""},
+      {R"({"rules": [{"answer": {"status": "0x2bad0005", "hex": "00 ff"}}]})", ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": "x"}, "times": 1}]})", ""},
+      {R"({"rules": [{"command": "block-cdb-cb", "fields": {"eventName": "add"}}]})", ""},
+      {R"({"rules": [{"command": "start-proactive-rebalance",
+                      "fields": {"varianceThreshold": "nan"}}]})",
+       ""},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": ["a"]}}]})", ""},
+      {R"({"sequence": [{"answer": {"close": "before-reading", "delay": 5}}]})", ""},
+      {R"({"sequence": [{"command": "stats", "answer": {"close": "after-header"}}]})", ""},
+      {R"({"rules": [{"answer": {"stream": [{"pause": 1}, {"text": "a"}], "bytewise": true}}]})",
+       ""},
+      {R"({"rules": [{"answer": {"silent": true}}]})", ""},
+      {R"({"rules": [{"answer": {"cutHeader": 7, "cutPayload": 0, "length": 4294967295}}]})", ""},
+
+      {R"([])", ": must be an object"},
+      {R"({})", ": must have either rules or a sequence"},
+      {R"({"rules": [], "sequence": []})", ": must have either rules or a sequence"},
+      {R"({"rules": {}})", "/rules: must be an array"},
+      {R"({"rule": []})", ": unknown member \"rule\", known are: $schema, rules, sequence"},
+      {R"({"rules": [{"comand": "stats"}]})",
+       "/rules/0: unknown member \"comand\", known are: command, fields, answer, times"},
+      {R"({"sequence": [{"times": 1}]})",
+       "/sequence/0: unknown member \"times\", known are: command, fields, answer"},
+      {R"({"rules": [{"command": "stat"}]})", "/rules/0/command: no command is called \"stat\""},
+      {R"({"rules": [{"command": 1}]})", "/rules/0/command: must be a text"},
+      {R"({"rules": [{"fields": {}}]})", "/rules/0/fields: needs a command beside it"},
+      {R"({"rules": [{"command": "stats", "fields": {"uuid": "x"}}]})",
+       "/rules/0/fields/uuid: stats has no field of this name, but none"},
+      {R"({"rules": [{"command": "enable-workitem", "fields": {"work": 1}}]})",
+       "/rules/0/fields/work: enable-workitem has no field of this name, but workItem, "
+       "workItemName"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": 1}}]})",
+       "/rules/0/fields/uuid: must be a text"},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"reason": -1}}]})",
+       "/rules/0/fields/reason: must be a whole number from 0 to 18446744073709551615"},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": "a"}}]})",
+       "/rules/0/fields/uuidList: must be an array"},
+      {R"({"rules": [{"command": "start-proactive-rebalance",
+                      "fields": {"varianceThreshold": "much"}}]})",
+       "/rules/0/fields/varianceThreshold: must be a number, or nan, inf or -inf as a text"},
+      {R"({"rules": [{"times": 0}]})",
+       "/rules/0/times: must be a whole number from 1 to 4294967295"},
+      {R"({"rules": [{"answer": {"status": 4294967296}}]})",
+       "/rules/0/answer/status: must be a whole number from 0 to 4294967295"},
+      {R"({"rules": [{"answer": {"status": "5"}}]})",
+       "/rules/0/answer/status: must be 0x and one to eight hexadecimal digits"},
+      {R"({"rules": [{"answer": {"status": "0x123456789"}}]})",
+       "/rules/0/answer/status: must be 0x and one to eight hexadecimal digits"},
+      {R"({"rules": [{"answer": {"text": "a", "hex": "00"}}]})",
+       "/rules/0/answer: only one of text, file and hex"},
+      {R"({"rules": [{"answer": {"hex": "0"}}]})",
+       "/rules/0/answer/hex: an odd number of hexadecimal digits"},
+      {R"({"rules": [{"answer": {"hex": "0g"}}]})",
+       "/rules/0/answer/hex: not a hexadecimal digit: g"},
+      {R"({"rules": [{"answer": {"cutHeader": 8}}]})",
+       "/rules/0/answer/cutHeader: must be a whole number from 0 to 7"},
+      {R"({"rules": [{"answer": {"bytewise": 1}}]})",
+       "/rules/0/answer/bytewise: must be true or false"},
+      {R"({"rules": [{"answer": {"delay": 86400001}}]})",
+       "/rules/0/answer/delay: must be a whole number from 0 to 86400000"},
+      {R"({"rules": [{"answer": {"close": "now"}}]})",
+       "/rules/0/answer/close: must be before-reading, after-header or after-request"},
+      {R"({"rules": [{"answer": {"close": "after-request", "status": 1}}]})",
+       "/rules/0/answer: unknown member \"status\", known are: delay, close"},
+      {R"({"rules": [{"answer": {"silent": false}}]})", "/rules/0/answer/silent: must be true"},
+      {R"({"rules": [{"answer": {"stream": [{"status": 1}]}}]})",
+       "/rules/0/answer/stream/0: unknown member \"status\", known are: pause, text, file, hex"},
+      {R"({"rules": [{"answer": {"stream": [], "status": 1}}]})",
+       "/rules/0/answer: unknown member \"status\", known are: delay, stream, bytewise"},
+      {R"({"rules": [{"command": "stats", "answer": {"close": "before-reading"}}]})",
+       "/rules/0: close before-reading comes before the command is known"},
+      {R"({"rules": [{"command": "crawler", "fields": {},
+                      "answer": {"close": "after-header"}}]})",
+       "/rules/0: close after-header comes before the fields are known"},
+  };
+  return CASES;
+}
+
+std::vector<std::string> SchemaVerdicts(const TempFolder& folder,
+                                        const std::vector<std::string>& scripts) {
+  std::vector<std::string> words = {"/usr/bin/python3",
+                                    TREL_SOURCE_DIR "/tests/standin/validate_scripts.py",
+                                    TREL_SOURCE_DIR "/standin/trel-standin-script.schema.json"};
+  for (std::size_t index = 0; index < scripts.size(); ++index) {
+    words.push_back(folder / std::to_string(index));
+    std::ofstream(words.back()) << scripts[index];
+  }
+  const ProcessResult run = RunProcess({.arguments = words});
+  EXPECT_EQ(run.err, "");
+  std::vector<std::string> verdicts;
+  std::istringstream lines(run.out);
+  for (std::string line; std::getline(lines, line);) {
+    verdicts.push_back(line);
+  }
+  return verdicts;
+}
+
+TEST(Schema, AndTheReaderAgreeOnEveryScript) {
+  const TempFolder folder;
+  std::vector<std::string> texts;
+  for (const ScriptCase& script : Scripts()) {
+    texts.push_back(script.text);
+  }
+  const std::vector<std::string> verdicts = SchemaVerdicts(folder, texts);
+  ASSERT_EQ(verdicts.size(), texts.size());
+  for (std::size_t index = 0; index < texts.size(); ++index) {
+    const std::string& refusal = Scripts()[index].refusal;
+    const std::string path = folder / std::to_string(index);
+    EXPECT_EQ(verdicts[index], refusal.empty() ? "valid" : "invalid") << texts[index];
+    const ProcessResult run = RunStandin({"--check", "--script", path});
+    EXPECT_EQ(run.exitValue, refusal.empty() ? 0 : 2) << texts[index];
+    EXPECT_EQ(run.err, refusal.empty() ? "" : "trel-standin: " + path + refusal + "\n");
+  }
+}
+
+TEST(Schema, AcceptsEveryExampleOfTheManual) {
+  const TempFolder folder;
+  const std::vector<std::string> examples =
+      CodeBlocks(ReadFile(TREL_SOURCE_DIR "/docs/standin.md"), "json");
+  EXPECT_GE(examples.size(), 3U);
+  EXPECT_THAT(SchemaVerdicts(folder, examples), testing::Each("valid"));
+  for (std::size_t index = 0; index < examples.size(); ++index) {
+    const ProcessResult run = RunStandin({"--check", "--script", folder / std::to_string(index)});
+    EXPECT_EQ(run.exitValue, 0) << run.err;
+  }
+}
+
+TEST(Schema, TextThatIsNoJsonIsRefusedWithItsPlace) {
+  const TempFolder folder;
+  std::ofstream(folder / "script") << "{\n  \"rules\": [,]\n}\n";
+  const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+  EXPECT_EQ(run.exitValue, 2);
+  EXPECT_THAT(run.err, testing::HasSubstr("line 2, column 13"));
+}
+
+TEST(Schema, AScriptOrPayloadFileThatCannotBeReadIsRefused) {
+  const TempFolder folder;
+  const ProcessResult none = RunStandin({"--check", "--script", folder / "none"});
+  EXPECT_EQ(none.exitValue, 2);
+  EXPECT_EQ(none.err, "trel-standin: " + (folder / "none") + ": cannot be opened\n");
+
+  std::ofstream(folder / "script") << R"({"rules": [{"answer": {"file": "none"}}]})";
+  const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
+  EXPECT_EQ(payload.exitValue, 2);
+  EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
+                             "/rules/0/answer/file: cannot read the file " + (folder / "none") +
+                             "\n");
+}
+
+TEST(Schema, AFolderInTheScriptsOrAPayloadsPlaceIsRefused) {
+  const TempFolder folder;
+  const ProcessResult script = RunStandin({"--check", "--script", folder / "."});
+  EXPECT_EQ(script.exitValue, 2);
+  EXPECT_EQ(script.err, "trel-standin: " + (folder / ".") + ": cannot be read\n");
+
+  std::ofstream(folder / "script") << R"({"rules": [{"answer": {"file": "."}}]})";
+  const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
+  EXPECT_EQ(payload.exitValue, 2);
+  EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
+                             "/rules/0/answer/file: cannot read the file " + (folder / ".") + "\n");
+}
+
+}  // namespace
+}  // namespace tests

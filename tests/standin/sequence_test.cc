@@ -1,0 +1,144 @@
+// Scripts that are a strict sequence, and how the stand-in tells whether they were
+// followed.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "core/unix_connect.h"
+#include "support/client.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+const char* const UUID = "00112233-4455-6677-8899-aabbccddeeff";
+
+Json TwoRequests() {
+  return {{"sequence",
+           {{{"command", "crawler"}, {"fields", {{"uuid", UUID}}}},
+            {{"command", "info-owner-rebalance"}, {"answer", {{"text", "quiet"}}}}}}};
+}
+
+TEST(Sequence, FollowedToItsEndExitsWith0) {
+  RunningStandin standin(TwoRequests(), {});
+  EXPECT_EQ(standin.Client({"crawler", "-u", UUID}).exitValue, 0);
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "quiet\n");
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0);
+  EXPECT_EQ(result.err, "trel-standin: the script was followed: 2 of 2 requests\n");
+}
+
+TEST(Sequence, ADifferentFieldIsShownWithItsBytesAndExitsWith3) {
+  RunningStandin standin(TwoRequests(), {});
+  const ProcessResult run = standin.Client({"crawler", "-u", "00112233-4455-6677"});
+  EXPECT_EQ(run.err, "Error received: Failure: not the request that the script expects\n");
+  EXPECT_EQ(run.exitValue, 1);
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err,
+            "trel-standin: request 1 is not the one that the script expects:\n"
+            "  uuid: expected \"00112233-4455-6677-8899-aabbccddeeff\" (hex "
+            "30303131323233332d343435352d363637372d383839392d616162626363646465656666), got "
+            "\"00112233-4455-6677-0000-000000000000\" (hex "
+            "30303131323233332d343435352d363637372d303030302d303030303030303030303030)\n"
+            "the request was:\n"
+            "000000 00 00 00 02 00 00 00 24 30 30 31 31 32 32 33 33\n"
+            "000010 2d 34 34 35 35 2d 36 36 37 37 2d 30 30 30 30 2d\n"
+            "000020 30 30 30 30 30 30 30 30 30 30 30 30\n");
+  EXPECT_EQ(result.Events("request").at(0).at("differences").size(), 1U);
+}
+
+TEST(Sequence, AnotherCommandIsADifference) {
+  RunningStandin standin(TwoRequests(), {});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err,
+            "trel-standin: request 1 is not the one that the script expects:\n"
+            "  command: expected crawler (code 2), got what-if-cancel (code 18)\n"
+            "the request was:\n"
+            "000000 00 00 00 12 00 00 00 00\n");
+}
+
+TEST(Sequence, ARequestThatNeverCameExitsWith3) {
+  RunningStandin standin(TwoRequests(), {});
+  EXPECT_EQ(standin.Client({"crawler", "-u", UUID}).exitValue, 0);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err, "trel-standin: request 2 of 2 never came: info-owner-rebalance\n");
+}
+
+TEST(Sequence, ARequestTooManyExitsWith3) {
+  RunningStandin standin(Json{{"sequence", {{{"command", "stats"}}}}}, {});
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err,
+            "trel-standin: request 2 is not the one that the script expects:\n"
+            "  nothing more expected, got what-if-cancel (code 18)\n"
+            "the request was:\n"
+            "000000 00 00 00 12 00 00 00 00\n");
+}
+
+TEST(Sequence, ARequestThatIsCutShortExitsWith3) {
+  RunningStandin standin(TwoRequests(), {});
+  EXPECT_EQ(standin.Exchange(std::string("\0\0\0", 3)), "");
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err, "trel-standin: request 1 did not arrive whole: 3 bytes, then hung up\n");
+}
+
+TEST(Sequence, ACommandBehindDashesIsRunAndServedUntilItEnds) {
+  const TempFolder folder;
+  std::ofstream(folder / "script.json") << TwoRequests();
+  const std::string tool = ClientPath() + " -s " + (folder / "s");
+  const std::vector<std::string> words = {"--socket",     folder / "s", "--log",
+                                          folder / "log", "--script",   folder / "script.json",
+                                          "--",           "sh",         "-c"};
+
+  std::vector<std::string> good = words;
+  good.push_back(tool + " crawler -u " + UUID + " && " + tool + " info-owner-rebalance");
+  const ProcessResult followed = RunStandin(good);
+  EXPECT_EQ(followed.exitValue, 0) << followed.err;
+  EXPECT_EQ(followed.out, "ready on " + (folder / "s") + "\nquiet\n");
+
+  std::vector<std::string> bad = words;
+  bad.push_back(tool + " stats; echo cleaned up");
+  const ProcessResult different = RunStandin(bad);
+  EXPECT_EQ(different.exitValue, 3);
+  EXPECT_THAT(different.out, testing::EndsWith("cleaned up\n"));
+}
+
+TEST(Sequence, TheExampleScriptIsFollowedByTheExampleUnderTest) {
+  const TempFolder folder;
+  const std::string examples = TREL_SOURCE_DIR "/standin/examples/";
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log",
+                                        "--script", examples + "maintenance.json", "--",
+                                        examples + "maintenance.sh", ClientPath(), folder / "s"});
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_EQ(run.out, "ready on " + (folder / "s") + "\n{\"feasible\":true}\n");
+  EXPECT_EQ(run.err, "trel-standin: the script was followed: 3 of 3 requests\n");
+}
+
+TEST(Sequence, AFailureOfTheCommandItselfIsExitValue4) {
+  const TempFolder folder;
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", "sh", "-c", "exit 7"});
+  EXPECT_EQ(run.exitValue, 4);
+  EXPECT_EQ(run.err, "trel-standin: sh ended with exit value 7\n");
+}
+
+TEST(Sequence, ARequestWithoutReplyCountsThoughTheCommandHasEnded) {
+  const TempFolder folder;
+  std::ofstream(folder / "script.json") << R"({"sequence": [{"command": "refresh-config-opts"}]})";
+  for (int round = 0; round < 20; ++round) {
+    const ProcessResult run =
+        RunStandin({"--socket", folder / "s", "--script", folder / "script.json", "--",
+                    ClientPath(), "-s", folder / "s", "refresh-config-opts"});
+    ASSERT_EQ(run.exitValue, 0) << run.err;
+  }
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,298 @@
+// The stand-in as a server: its socket, its end, its limits, many clients.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "core/frame.h"
+#include "core/unix_connect.h"
+#include "core/unix_listener.h"
+#include "support/bytes.h"
+#include "support/client.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+using standin::ConnectTo;
+using standin::Descriptor;
+using standin::EncodeFrame;
+using standin::EncodeHeader;
+
+mode_t ModeOf(const std::string& path) {
+  struct stat found {};
+  EXPECT_EQ(stat(path.c_str(), &found), 0);
+  return found.st_mode & 07777;
+}
+
+TEST(Server, TheFirstLineSaysWhereItIsReady) {
+  const RunningStandin standin;
+  EXPECT_EQ(standin.FirstLine(), "ready on " + standin.Socket());
+}
+
+TEST(Server, SocketHasMode0600UnlessAskedOtherwise) {
+  const RunningStandin standin;
+  EXPECT_EQ(ModeOf(standin.Socket()), 0600U);
+  const RunningStandin open({"--mode", "0666"});
+  EXPECT_EQ(ModeOf(open.Socket()), 0666U);
+}
+
+TEST(Server, EndsOnSigintAndSigtermAndRemovesItsSocket) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    RunningStandin standin;
+    EXPECT_EQ(standin.Stop(signal).exitValue, 0);
+    EXPECT_FALSE(std::filesystem::exists(standin.Socket()));
+  }
+}
+
+TEST(Server, OnceEndsAfterOneClientAndCountAfterSoMany) {
+  RunningStandin once({"--once"});
+  EXPECT_EQ(once.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(once.Finish().exitValue, 0);
+
+  RunningStandin three({"--count", "3"});
+  for (int client = 0; client < 3; ++client) {
+    EXPECT_EQ(three.Client({"stats"}).exitValue, 0);
+  }
+  EXPECT_EQ(three.Finish().Events("request").size(), 3U);
+}
+
+TEST(Server, RefusesAPathThatAnotherProcessListensOn) {
+  const RunningStandin standin;
+  const ProcessResult second = RunStandin({"--socket", standin.Socket()});
+  EXPECT_EQ(second.err, "trel-standin: another process listens on " + standin.Socket() + "\n");
+  EXPECT_EQ(second.exitValue, 1);
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+}
+
+TEST(Server, RefusesAPathThatIsNoSocket) {
+  const TempFolder folder;
+  std::ofstream(folder / "file") << "precious";
+  const ProcessResult run = RunStandin({"--socket", folder / "file"});
+  EXPECT_EQ(run.err, "trel-standin: " + (folder / "file") + " exists and is not a socket\n");
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(ReadFile(folder / "file"), "precious");
+}
+
+TEST(Server, RefusesAPathOfMoreThan107Bytes) {
+  const TempFolder folder;
+  const std::string path = folder / std::string(107, 's');
+  const ProcessResult run = RunStandin({"--socket", path});
+  EXPECT_EQ(run.err, "trel-standin: socket path of more than 107 bytes: " + path + "\n");
+  EXPECT_EQ(run.exitValue, 1);
+}
+
+TEST(Server, ReplacesAStaleSocket) {
+  RunningStandin killed;
+  std::filesystem::create_directory(killed.InFolder("kept"));
+  const std::string path = killed.InFolder("kept/s");
+  {
+    // A socket whose listener is gone but whose name stays.
+    const standin::UnixListener listener(killed.InFolder("moved"));
+    std::filesystem::rename(killed.InFolder("moved"), path);
+  }
+  EXPECT_TRUE(std::filesystem::is_socket(path));
+  const ProcessResult run = RunStandin({"--socket", path, "--", "test", "-S", path});
+  EXPECT_EQ(run.exitValue, 0) << run.err;
+}
+
+TEST(Server, ASlowOrSilentClientHoldsUpNobody) {
+  const RunningStandin standin;
+  const Descriptor silent = ConnectTo(standin.Socket());
+  const Descriptor slow = ConnectTo(standin.Socket());
+  standin::WriteAll(slow.Get(), EncodeHeader({.word = 2, .length = 36}));
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+}
+
+TEST(Server, RequestsAreTakenInTheOrderOfTheirConnections) {
+  RunningStandin standin;
+  for (int client = 0; client < 500; ++client) {
+    const Descriptor connection = ConnectTo(standin.Socket());
+    standin::WriteAll(connection.Get(), EncodeFrame(30, ""));
+  }
+  const std::vector<Json> requests = standin.Stop().Events("request");
+  ASSERT_EQ(requests.size(), 500U);
+  for (std::size_t place = 0; place < requests.size(); ++place) {
+    ASSERT_EQ(requests[place].at("connection"), place + 1);
+  }
+}
+
+TEST(Server, ASlowRequestIsTakenOnceItHasArrived) {
+  RunningStandin standin;
+  const Descriptor slow = ConnectTo(standin.Socket());
+  const std::string request = EncodeFrame(13, "");
+  standin::WriteAll(slow.Get(), request.substr(0, 3));
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  standin::WriteAll(slow.Get(), request.substr(3));
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(slow.Get())));
+  const std::vector<Json> requests = standin.Stop().Events("request");
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].at("connection"), 2);
+  EXPECT_EQ(requests[1].at("connection"), 1);
+}
+
+TEST(Server, ClientsBeyondTheLimitWaitTheirTurn) {
+  RunningStandin standin({"--max-connections", "2"});
+  Descriptor first = ConnectTo(standin.Socket());
+  const Descriptor second = ConnectTo(standin.Socket());
+  EXPECT_EQ(standin.NextLine().at("event"), "limit-reached");
+  const Descriptor third = ConnectTo(standin.Socket());
+  standin::WriteAll(third.Get(), EncodeFrame(13, ""));
+  EXPECT_EQ(recv(third.Get(), nullptr, 0, MSG_DONTWAIT), -1);
+  first.Close();
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(third.Get())));
+}
+
+TEST(Server, HangsUpOnAClientThatIsSilentForTooLongSlow) {
+  RunningStandin standin({"--idle-timeout", "1"});
+  const Descriptor silent = ConnectTo(standin.Socket());
+  EXPECT_EQ(standin::ReadExactly(silent.Get(), 1), "");
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "incomplete");
+  EXPECT_EQ(line.at("why"), "silent for too long");
+}
+
+TEST(Server, APayloadOverTheLimitIsRefusedWithoutBeingStored) {
+  RunningStandin standin({"--max-payload", "1000"});
+  const ProcessResult run = standin.Client({"block-cdb-cb", "add", "node"});
+  EXPECT_EQ(run.exitValue, 0);
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "refused");
+  EXPECT_EQ(line.at("why"), "payload of 1024 bytes, the limit is 1000");
+
+  const ProcessResult move = standin.Client({"set-global-exclusion-list", "-x", ""});
+  EXPECT_EQ(move.err,
+            "Error received: Message too long: payload of 94728 bytes, the limit is 1000\n");
+  EXPECT_EQ(move.exitValue, 90);
+}
+
+TEST(Server, AnAnnouncementOf4GiBIsRefusedAtOnce) {
+  RunningStandin standin;
+  const Descriptor client = ConnectTo(standin.Socket());
+  standin::WriteAll(client.Get(), EncodeHeader({.word = 4, .length = 0xffffffff}));
+  const std::string reply = standin::ReadFrame(client.Get());
+  EXPECT_TRUE(SameBytes(
+      EncodeFrame(0x2bad005a, "payload of 4294967295 bytes, the limit is 16777216"), reply));
+  EXPECT_EQ(standin.NextLine().at("event"), "refused");
+}
+
+TEST(Server, AClientThatVanishesIsToldInTheLog) {
+  RunningStandin standin;
+  (void)standin.Exchange("");
+  const Json nothing = standin.NextLine();
+  EXPECT_EQ(nothing.at("event"), "incomplete");
+  EXPECT_EQ(nothing.at("bytes"), 0);
+  EXPECT_EQ(nothing.at("why"), "hung up");
+  (void)standin.Exchange(EncodeHeader({.word = 2, .length = 36}) + "half");
+  const Json half = standin.NextLine();
+  EXPECT_EQ(half.at("bytes"), 12);
+  EXPECT_EQ(half.at("code"), 2);
+  EXPECT_EQ(half.at("length"), 36);
+}
+
+TEST(Server, BytesBehindARequestAreToldInTheLog) {
+  RunningStandin standin;
+  (void)standin.Exchange(EncodeFrame(13, "") + "more");
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+  const Json trailing = standin.NextLine();
+  EXPECT_EQ(trailing.at("event"), "trailing-bytes");
+  EXPECT_EQ(trailing.at("bytes"), 4);
+}
+
+TEST(Server, WhatWasSentBeforeTheSignalIsStillLogged) {
+  RunningStandin standin;
+  std::vector<Descriptor> clients;
+  for (int client = 0; client < 50; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+    standin::WriteAll(clients.back().Get(), EncodeFrame(32, ""));
+  }
+  EXPECT_EQ(standin.Stop().Events("request").size(), 50U);
+}
+
+TEST(Server, TheLogCanBeAFile) {
+  const TempFolder folder;
+  RunningStandin standin({"--log", folder / "log"});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  EXPECT_TRUE(standin.Stop().log.empty());
+  const Json line = Json::parse(ReadFile(folder / "log"));
+  EXPECT_EQ(line.at("command"), "what-if-cancel");
+  EXPECT_THAT(line.at("time").get<std::string>(),
+              testing::MatchesRegex("....-..-..T..:..:..[.]......Z"));
+}
+
+TEST(Server, ALogThatCannotBeWrittenEndsItWith1) {
+  RunningStandin standin({"--log", "/dev/full"});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  const StandinResult result = standin.Finish();
+  EXPECT_EQ(result.exitValue, 1);
+  EXPECT_EQ(result.err, "trel-standin: the log cannot be written\n");
+}
+
+TEST(Server, Serves200ClientsAtOnce) {
+  RunningStandin standin;
+  std::vector<ProcessResult> runs(200);
+  std::vector<std::thread> threads;
+  for (ProcessResult& run : runs) {
+    threads.emplace_back([&] { run = standin.Client({"info-owner-rebalance"}); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (const ProcessResult& run : runs) {
+    EXPECT_EQ(run.out, "{\"running\":false,\"bytesMoved\":0,\"bytesToMove\":0}\n") << run.err;
+    EXPECT_EQ(run.exitValue, 0);
+  }
+  EXPECT_EQ(standin.Stop().Events("request").size(), 200U);
+}
+
+TEST(Server, Serves200OpenConnectionsAtOnce) {
+  const RunningStandin standin;
+  std::vector<Descriptor> clients;
+  for (int client = 0; client < 200; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+    standin::WriteAll(clients.back().Get(), EncodeHeader({.word = 2, .length = 36}));
+  }
+  for (const Descriptor& client : clients) {
+    standin::WriteAll(client.Get(), "00112233-4455-6677-8899-aabbccddeeff");
+    EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())));
+  }
+}
+
+/// Kibibytes of resident memory.
+long ResidentMemory(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmRSS:", 0) == 0) {
+      return std::stol(line.substr(6));
+    }
+  }
+  return -1;
+}
+
+TEST(Server, Serves10000RequestsInFlatMemory) {
+  // A sanitizer keeps freed memory for a while before it uses it again: 256 MiB of it,
+  // were it not told otherwise.
+  setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);
+  const long allowanceKib = ClientIsSanitized() ? 131072 : 1024;
+  const RunningStandin standin({"--log", "/dev/null"});
+  const auto ask = [&](int requests) {
+    for (int request = 0; request < requests; ++request) {
+      ASSERT_EQ(standin.Exchange(EncodeFrame(13, "")), Zeros(8)) << request;
+    }
+  };
+  ask(1000);
+  const long early = ResidentMemory(standin.Process());
+  ask(9000);
+  const long late = ResidentMemory(standin.Process());
+  EXPECT_GT(early, 0);
+  EXPECT_LT(late, early + allowanceKib);
+}
+
+}  // namespace
+}  // namespace tests
