@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# The example of README.md: a script under test is seen to behave, and what it sent is
+# shown decoded.
+#
+#   readme.sh <source folder> <build folder>
+set -euo pipefail
+cd "$1"
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+# The three lines, without the first one, which builds.
+lines=$(sed -n '/^## Test a script/,/^## Build/ s/^    //p' README.md)
+[[ $(wc -l <<<"$lines") == 3 && $lines == scripts/demo* ]] || {
+  echo "README.md does not hold the three lines: $lines" >&2
+  exit 1
+}
+lines=${lines//build\/demo/$2}
+lines=${lines//\/tmp\/drawer/$folder\/drawer}
+text=$(bash -euc "$(tail -n +2 <<<"$lines")" 2>&1)
+for part in 'the script was followed: 3 of 3 requests' '"workItemName":"PROACTIVE_REBALANCE"' \
+  '"decomMode":2' '{"feasible":true}'; do
+  [[ $text == *"$part"* ]] || {
+    printf 'not shown: %s\n%s\n' "$part" "$text" >&2
+    exit 1
+  }
+done
