@@ -1,0 +1,110 @@
+// A client that is stopped while it waits and then continued: with a receive
+// time-out set, signal(7) has the system call fail with EINTR.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include "daemon/replies.h"
+
+namespace tests {
+namespace {
+
+using standin::AwaitHangUp;
+using standin::Call;
+using standin::ReadRequest;
+using standin::SendBytes;
+using standin::Step;
+
+/// One letter; R while the process runs, S while it waits. See proc(5).
+char StateOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string stat{std::istreambuf_iterator<char>(file), {}};
+  const std::size_t name = stat.rfind(") ");
+  return name != std::string::npos ? stat.at(name + 2) : '?';
+}
+
+/// Stops the process and continues it. False once it has ended; its end is still to
+/// be waited for.
+bool StopAndContinue(pid_t process) {
+  kill(process, SIGSTOP);
+  siginfo_t change{};
+  const auto id = static_cast<id_t>(process);
+  waitid(P_PID, id, &change, WSTOPPED | WEXITED | WNOWAIT);
+  if (change.si_code != CLD_STOPPED) {
+    return false;
+  }
+  waitid(P_PID, id, &change, WSTOPPED);
+  kill(process, SIGCONT);
+  return true;
+}
+
+/// Runs `words` against a daemon that reads the request, sends `bytes` and then
+/// nothing. The client is stopped and continued whenever it waits, until it ends:
+/// one that has not begun to wait for what is missing waits again.
+ClientResult RunStopped(const std::vector<std::string>& words, const std::string& bytes) {
+  std::promise<void> answered;
+  const std::vector<Step> steps = {ReadRequest{}, SendBytes{bytes},
+                                   Call{[&](int /*connection*/) { answered.set_value(); }},
+                                   AwaitHangUp{}};
+  return RunClientAgainst({.words = words, .steps = steps, .whileRunning = [&](pid_t client) {
+                             answered.get_future().wait();
+                             bool running = true;
+                             while (running) {
+                               const char state = StateOf(client);
+                               running = state != 'Z' && (state != 'S' || StopAndContinue(client));
+                               std::this_thread::yield();
+                             }
+                           }});
+}
+
+TEST(StoppedClient, ReportsAnInterruptedReceiveOfTheHeader) {
+  for (const std::string& word : {PRINTING, SILENT_ONE}) {
+    const ClientResult run = RunStopped({word}, "");
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "Error received: Interrupted system call: (null)\n");
+    EXPECT_EQ(run.exitValue, 4);
+  }
+}
+
+TEST(StoppedClient, TakesTheHeaderAsFarAsItHasCome) {
+  const ClientResult run = RunStopped({PRINTING}, FromHex("00000005 0000"));
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "Error received: Unknown status 0x00000005: (null)\n");
+  EXPECT_EQ(run.exitValue, 5);
+}
+
+TEST(StoppedClient, TakesAPayloadOfWhichNothingHasComeForZeros) {
+  const ClientResult printing = RunStopped({PRINTING}, Header("00000000", 3));
+  EXPECT_TRUE(SameBytes(Zeros(3) + "\n", printing.out));
+  EXPECT_EQ(printing.err, "");
+  EXPECT_EQ(printing.exitValue, 0);
+  const ClientResult failing = RunStopped({PRINTING}, Header("00000005", 3));
+  EXPECT_EQ(failing.out, "");
+  EXPECT_EQ(failing.err, "Error received: Unknown status 0x00000005: \n");
+  EXPECT_EQ(failing.exitValue, 5);
+}
+
+TEST(StoppedClient, WarnsOfAPayloadOfWhichAPartHasCome) {
+  const ClientResult run = RunStopped({PRINTING}, Header("00000005", 3) + "wh");
+  EXPECT_EQ(run.out, "\n");
+  EXPECT_EQ(run.err, SHORT_PAYLOAD_WARNING);
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST(StoppedClient, EndsAStreamAndKeepsWhatHasCome) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"stats"}, {"get-obj-crawler-state", "-a"}}) {
+    const ClientResult run = RunStopped(words, "first piece\n");
+    EXPECT_EQ(run.out, "first piece\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.exitValue, 4);
+  }
+}
+
+}  // namespace
+}  // namespace tests
