@@ -1,0 +1,71 @@
+// Huge payload lengths: announced and not sent, sent in full, or beyond what can be
+// allocated. The client's memory follows what arrives, not what was announced.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+#include "daemon/replies.h"
+#include "faults/injected_run.h"
+
+namespace tests {
+namespace {
+
+using standin::AwaitHangUp;
+using standin::ReadRequest;
+using standin::SendBytes;
+
+constexpr long FEW_KIB = 16 * 1024;
+const char* const HUGE_LENGTHS[] = {"7ffff000", "7fffffff", "80000000", "ffffffff"};
+
+class AnnouncedLength : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Of, AnnouncedLength, testing::ValuesIn(HUGE_LENGTHS));
+
+TEST_P(AnnouncedLength, NotSentIsAnEmptySuccessInBoundedMemory) {
+  for (const char* status : {"00000000", "00000005"}) {
+    const ClientResult run = RunWithReply(PRINTING, FromHex(status) + FromHex(GetParam()) + "part");
+    EXPECT_EQ(run.out, "\n");
+    EXPECT_EQ(run.err, SHORT_PAYLOAD_WARNING);
+    EXPECT_EQ(run.exitValue, 0);
+    EXPECT_LT(run.maxRssKib, FEW_KIB);
+  }
+}
+
+TEST_P(AnnouncedLength, WhoseReceiveFailsIsASuccessInBoundedMemory) {
+  const InjectedResult run = RunInjected(
+      {.words = {SILENT_ONE},
+       .steps = {ReadRequest{}, SendBytes{Zeros(4) + FromHex(GetParam())}, AwaitHangUp{}},
+       .fault = "recv:2:errno=11"});
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_LT(run.maxRssKib, FEW_KIB);
+}
+
+TEST_P(AnnouncedLength, WhoseReceiveFailsIsAnErrorWithoutTextInBoundedMemory) {
+  const InjectedResult run =
+      RunInjected({.words = {SILENT_ONE},
+                   .steps = {ReadRequest{}, SendBytes{FromHex("00000005") + FromHex(GetParam())},
+                             AwaitHangUp{}},
+                   .fault = "recv:2:errno=11"});
+  EXPECT_EQ(run.err, "Error received: Unknown status 0x00000005: \n");
+  EXPECT_EQ(run.exitValue, 5);
+  EXPECT_LT(run.maxRssKib, FEW_KIB);
+}
+
+TEST_P(AnnouncedLength, BeyondTheMemoryLimitAborts) {
+  const ClientResult run = RunClientAgainst(
+      {.words = {PRINTING},
+       .steps = {ReadRequest{}, SendBytes{Zeros(4) + FromHex(GetParam())}, AwaitHangUp{}},
+       .prepare = [] {
+         constexpr rlimit LIMIT = {512UL << 20, 512UL << 20};
+         setrlimit(RLIMIT_AS, &LIMIT);
+       }});
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "TREL_SafeMalloc:3116: Failed to allocate new memory\n");
+  EXPECT_EQ(run.signal, SIGABRT);
+}
+
+}  // namespace
+}  // namespace tests
