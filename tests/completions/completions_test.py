@@ -1,0 +1,239 @@
+#!/usr/bin/python3
+"""Asks a real shell what it offers at given places of a line.
+
+completions_test.py bash|zsh|fish <folder of the completions>
+
+The client's name leads to a program that leaves a mark: no place may make one.
+"""
+
+import os
+import pathlib
+import pty
+import shlex
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+SHELL = ""
+COMPLETIONS = pathlib.Path()
+
+UUID = "01234567-89ab-cdef-0123-456789abcdef"
+
+LISTED = """stats crawler fitness-stats-get log-level fix-object-immediate
+start-proactive-rebalance stop-proactive-rebalance info-proactive-rebalance fix-concats
+info-rebalance resources-to-fix-unhealthy-objects what-if-entity-decom what-if-upgrade
+what-if-cancel force-reconfigure-the-object update-treldb replace-treldb
+enable-trel-recovery-mode enable-workitem disable-workitem get-obj-crawler-state
+pause-decom-state-progress resume-decom-state-progress start-decom-state-heartbeat
+pause-failed-delta-entry-processing block-cdb-cb refresh-config-opts
+component-manual-move set-global-exclusion-list info-owner-rebalance set-preferred-fd
+set-nonPreferred-fd"""
+
+WORK_ITEMS = """PLACEMENT DECOM_CLEANUP CLEANUP VOTES_REBALANCE FIX_FD_IDS MOVE
+REACTIVE_REBALANCE DECOM FORCE_REPAIR FORCE_RECONFIGURE RECOVERY REPAIR CHANGE
+CHANGE_PENDING COMPLIANCE CONCAT PROACTIVE_REBALANCE DELTA_DECOM FORMAT_CHANGE
+UNPLANNED_DELTA MANUAL_MOVE CONCAT_IN_MIDDLE"""
+
+ALL_OPTIONS = """-h --help -o --output-path -s --socket-path -t --timeout -u --uuid
+-l --uuid-list -j --json -f --file-path -d --decom-mode -e --ensure-durability
+-r --reason -i --work-item -m --recovery-mode -w --wipe-disk -a --all
+-n --destination-list -x --exclusion-list -X --exclusion-mode"""
+
+COMMON = "-h --help -s --socket-path -t --timeout"
+
+# The line, what is offered at its end, and where a shell's habit makes it another:
+# with nothing else to offer, bash offers the long options without being asked.
+PLACES = [
+    ("trel-tool ", LISTED, {}),
+    ("trel-tool st", "stats start-proactive-rebalance stop-proactive-rebalance "
+                     "start-decom-state-heartbeat", {}),
+    ("trel-tool fitness-config-", "", {}),
+    ("trel-tool set-non", "set-nonPreferred-fd", {}),
+    ("trel-tool -", ALL_OPTIONS, {}),
+    ("trel-tool --d", "--decom-mode --destination-list", {}),
+    ("trel-tool -h ", "", {}),
+    ("trel-tool -- ", LISTED, {}),
+    ("trel-tool -- -", "", {}),
+    ("trel-tool -u ", "", {}),
+    ("trel-tool -i ", WORK_ITEMS, {}),
+    ("trel-tool -i MOVE en", "enable-trel-recovery-mode enable-workitem", {}),
+    ("trel-tool -ea what-if-entity-decom -", COMMON + " -u --uuid -d --decom-mode", {}),
+    ("trel-tool -s /x -o stats ", LISTED, {}),
+    ("trel-tool stats ", "", {"bash": "--help --output-path --socket-path --timeout"}),
+    ("trel-tool stats -", COMMON + " -o --output-path", {}),
+    ("trel-tool stats -o out -", COMMON, {}),
+    ("trel-tool fitness-config-set -", COMMON + " -j --json", {}),
+    ("trel-tool enable-workitem --work-item=RE", "REACTIVE_REBALANCE RECOVERY REPAIR", {}),
+    ("trel-tool enable-workitem -iDEL", "DELTA_DECOM", {}),
+    ("trel-tool enable-workitem -i MOVE -", COMMON, {}),
+    ("trel-tool enable-trel-recovery-mode -m ", "1 2 3 4 5 6 7", {}),
+    ("trel-tool set-global-exclusion-list --exclusion-mode ", "0 1 2 3", {}),
+    ("trel-tool what-if-entity-decom -d ", "0 1 2", {}),
+    ("trel-tool what-if-upgrade -r ", "0 1 2 3", {}),
+    (f"trel-tool what-if-upgrade -l {UUID} -w -",
+     COMMON + " -u --uuid -d --decom-mode -r --reason", {}),
+    ("trel-tool update-treldb -f con", "config.json", {}),
+    ("trel-tool -s d", "daemon.sock data/", {}),
+    ("trel-tool --socket-path=da", "daemon.sock data/", {}),
+    ("trel-tool block-cdb-cb ", "update add delete object disk node", {}),
+    ("trel-tool block-cdb-cb node ", "update add delete", {}),
+    ("trel-tool block-cdb-cb add node ", "",
+     {"bash": "--help --socket-path --timeout --uuid"}),
+    ("trel-tool start-proactive-rebalance 3600 0.3 d", "default", {}),
+    ("trel-tool start-proactive-rebalance 1 2 3 4 d", "", {}),
+    (f"trel-tool component-manual-move -u {UUID} -",
+     COMMON + " -n --destination-list -x --exclusion-list", {}),
+    (f"trel-tool component-manual-move -u {UUID} -n {UUID} -", COMMON, {}),
+    ("trel-tool log-level ", "", {"bash": "--help --socket-path --timeout"}),
+]
+
+
+class Bash:
+    """Calls the completion function with the words as readline splits them."""
+
+    def __init__(self, folder, environment):
+        self.folder, self.environment = folder, environment
+
+    def ask(self, line, listing=False):
+        words = []
+        for word in line.split(" "):
+            head, equals, tail = word.partition("=")
+            words += [head, equals, tail] if equals and tail else [head] if head or not words else []
+        if line.endswith(" "):
+            words.append("")
+        command = ["bash", HERE / "ask.bash", COMPLETIONS / "trel-tool.bash",
+                   str(len(words) - 1), *words]
+        environment = dict(self.environment, COMP_TYPE="63" if listing else "9", COLUMNS="200")
+        result = subprocess.run(command, cwd=self.folder, env=environment, check=True,
+                                capture_output=True, text=True)
+        if result.stderr:
+            raise AssertionError(result.stderr)
+        return result.stdout.splitlines()
+
+    def close(self):
+        pass
+
+
+class Fish:
+    """Asks with fish's own command for it."""
+
+    def __init__(self, folder, environment):
+        self.folder, self.environment = folder, environment
+
+    def ask(self, line, listing=False):
+        script = f"source {COMPLETIONS}/trel-tool.fish; complete -C {shlex.quote(line)}"
+        result = subprocess.run(["fish", "--no-config", "-c", script], cwd=self.folder,
+                                env=self.environment, check=True, capture_output=True, text=True)
+        if result.stderr:
+            raise AssertionError(result.stderr)
+        lines = result.stdout.splitlines()
+        return lines if listing else [text.split("\t")[0] for text in lines]
+
+    def close(self):
+        pass
+
+
+class Zsh:
+    """Types the line into a shell on a terminal and presses a key that asks."""
+
+    def __init__(self, folder, environment):
+        self.master, terminal = pty.openpty()
+        answers, answer = os.pipe()
+        self.answers = os.fdopen(answers)
+        self.shell = subprocess.Popen(
+            ["zsh", "-f", "-i"], cwd=folder, stdin=terminal, stdout=terminal, stderr=terminal,
+            pass_fds=[answer], env=dict(environment, TERM="dumb"), start_new_session=True)
+        os.close(terminal)
+        os.close(answer)
+        # The prompt: from now on nothing that is typed gets lost. What is shown later
+        # must be read, or the shell waits for that.
+        os.read(self.master, 1)
+        threading.Thread(target=self.drain, daemon=True).start()
+        self.type(f"fpath=({COMPLETIONS} $fpath); answer={answer}; source {HERE}/ask.zsh\n")
+        if self.answers.readline() != "ready\n":
+            raise AssertionError("zsh did not start")
+
+    def drain(self):
+        try:
+            while os.read(self.master, 4096):
+                pass
+        except OSError:
+            pass
+
+    def type(self, text):
+        os.write(self.master, text.encode())
+
+    def ask(self, line, listing=False):
+        # Cleared first; the key that asks last.
+        self.type("\x15" + line + "\x18\x01")
+        offers = []
+        for text in self.answers:
+            if text == ".\n":
+                return offers
+            offers.append(text.rstrip("\n"))
+        raise AssertionError("zsh has ended")
+
+    def close(self):
+        self.type("\x15exit\n")
+        self.shell.wait()
+        self.answers.close()
+        os.close(self.master)
+
+
+class Completions(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        root = pathlib.Path(self.folder.name)
+        (root / "bin").mkdir()
+        self.mark = root / "client-was-run"
+        client = root / "bin/trel-tool"
+        client.write_text(f"#!/bin/sh\n: >{self.mark}\n")
+        client.chmod(0o755)
+        place = root / "place"
+        place.mkdir()
+        (place / "config.json").touch()
+        (place / "data").mkdir()
+        (place / "dump.txt").touch()
+        with socket.socket(socket.AF_UNIX) as daemon:
+            daemon.bind(str(place / "daemon.sock"))
+        environment = dict(os.environ, PATH=f"{root}/bin:{os.environ['PATH']}",
+                           HOME=str(root), XDG_CONFIG_HOME=str(root), LC_ALL="C.UTF-8")
+        self.shell = {"bash": Bash, "zsh": Zsh, "fish": Fish}[SHELL](place, environment)
+        self.addCleanup(self.shell.close)
+
+    def test_offers_what_makes_sense_at_each_place(self):
+        def plain(offer):
+            # What belongs to the word at the cursor, and how a path shows its kind.
+            offer = offer.rstrip(" ")
+            if offer.startswith("--") and offer.endswith("="):
+                return offer[:-1]
+            for part in ("--work-item=", "--socket-path=", "-i"):
+                if offer.startswith(part) and len(offer) > len(part):
+                    return offer[len(part):]
+            return "data/" if offer == "data" else offer
+
+        for line, usual, habits in PLACES:
+            with self.subTest(line):
+                offered = [plain(offer) for offer in self.shell.ask(line)]
+                self.assertEqual(sorted(set(offered)), sorted(habits.get(SHELL, usual).split()))
+        self.assertFalse(self.mark.exists(), "a completion has run the client")
+
+    def test_tells_what_the_words_mean(self):
+        if SHELL == "bash":
+            self.assertIn("stats                        (Retrieve TREL stats)",
+                          self.shell.ask("trel-tool sta", listing=True))
+        elif SHELL == "fish":
+            self.assertIn("stats\tRetrieve TREL stats", self.shell.ask("trel-tool sta", listing=True))
+            self.assertIn("3\tCOMPLIANCE",
+                          self.shell.ask("trel-tool enable-trel-recovery-mode -m ", listing=True))
+
+
+if __name__ == "__main__":
+    SHELL = sys.argv[1]
+    COMPLETIONS = pathlib.Path(sys.argv[2]).resolve()
+    unittest.main(argv=sys.argv[:1], verbosity=1)
