@@ -1,0 +1,13 @@
+# Read by CPack before each kind of package.
+
+if(CPACK_GENERATOR STREQUAL "DEB")
+  set(kind debian)
+  # It would stand above the description of either package.
+  set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+else()
+  set(kind elsewhere)
+endif()
+set(CPACK_COMPONENTS_ALL "")
+foreach(group IN LISTS CPACK_TREL_GROUPS)
+  list(APPEND CPACK_COMPONENTS_ALL ${group} ${group}_${kind})
+endforeach()
