@@ -1,0 +1,200 @@
+// The model of reply handling.
+
+#include "reply_model.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "support/containment.h"
+#include "support/qslibs.h"
+
+namespace fuzz {
+namespace {
+
+constexpr std::uint32_t ERRNO_BASE = 0x2bad0000;
+constexpr std::size_t PIECE = 1023;
+constexpr std::size_t HEADER = 8;
+
+// Codes that print a payload, those that read no reply, the two that may stream.
+constexpr std::uint32_t PRINTING[] = {3, 6, 9, 12, 14, 15, 16, 17, 23, 26, 35};
+constexpr std::uint32_t STATS = 1;
+constexpr std::uint32_t CRAWLER_STATE = 26;
+
+bool Streams(const Scene& scene) {
+  return scene.code == STATS || (scene.code == CRAWLER_STATE && scene.all);
+}
+
+/// The name of a status is the support library's affair but for three rules.
+std::string NameOf(std::uint32_t status) {
+  std::string name = QSR_ReturnStatusToString(status);
+  Require(!name.empty() && name.find(": ") == std::string::npos, "name of a status");
+  const std::uint32_t error = status - ERRNO_BASE;
+  const char* known = error <= 200 ? strerrordesc_np(static_cast<int>(error)) : nullptr;
+  if (status != 0 && status != 0x0bad0001 && error != EAGAIN) {
+    // A description with the separator in it cannot be used.
+    if (known != nullptr && error != 0 && std::strstr(known, ": ") == nullptr) {
+      Require(name == known, "name of an error number");
+    } else {
+      char digits[] = "0x00000000";
+      for (std::size_t place = 0; place < 8; ++place) {
+        digits[9 - place] = "0123456789abcdef"[status >> 4 * place & 0xf];
+      }
+      Require(name.find(digits) != std::string::npos, "number of an unknown status");
+    }
+  }
+  return name;
+}
+
+std::string_view UpToZero(std::string_view bytes) { return bytes.substr(0, bytes.find('\0')); }
+
+std::uint32_t Word(std::string_view bytes) {
+  std::uint32_t word = 0;
+  for (std::size_t place = 0; place < 4; ++place) {
+    word = word * 256 + (place < bytes.size() ? static_cast<unsigned char>(bytes[place]) : 0);
+  }
+  return word;
+}
+
+/// Serves receives from the bytes that the daemon sent.
+class Wire {
+ public:
+  explicit Wire(const Scene& scene)
+      : rest_(scene.bytes), packetSize_(scene.packetSize), ending_(scene.ending) {}
+
+  struct Received {
+    std::string_view bytes;
+    int error = 0;
+  };
+
+  /// As recv(2) with MSG_WAITALL, or as read(2) if not `all`.
+  Received Take(std::size_t count, bool all) {
+    if (rest_.empty()) {
+      return {"", TakeError()};
+    }
+    const std::size_t whole = packetSize_ != 0 ? std::min(packetSize_, rest_.size()) : rest_.size();
+    const std::string_view bytes = rest_.substr(0, std::min(whole, count));
+    // What a packet holds beyond `count` is lost.
+    rest_.remove_prefix(packetSize_ != 0 ? whole : bytes.size());
+    if (all && packetSize_ == 0 && bytes.size() < count) {
+      // The kernel forgets a reset that ends a receive which has bytes to show.
+      (void)TakeError();
+    }
+    return {bytes, 0};
+  }
+
+ private:
+  int TakeError() {
+    switch (ending_) {
+      case HangUp::PLAIN:
+        break;
+      case HangUp::SILENCE:
+        return EAGAIN;
+      case HangUp::RESET:
+        ending_ = HangUp::PLAIN;
+        return ECONNRESET;
+    }
+    return 0;
+  }
+
+  std::string_view rest_;
+  std::size_t packetSize_;
+  HangUp ending_;
+};
+
+Expectation ExpectStream(const Scene& scene) {
+  Expectation expected;
+  if (scene.output == Output::NO_SUCH_FOLDER) {
+    expected.status = ERRNO_BASE + ENOENT;
+    return expected;
+  }
+  std::string printed;
+  Wire wire(scene);
+  for (;;) {
+    const Wire::Received piece = wire.Take(PIECE, false);
+    if (piece.bytes.empty()) {
+      expected.status = piece.error == 0 ? 0 : ERRNO_BASE + static_cast<std::uint32_t>(piece.error);
+      break;
+    }
+    printed += UpToZero(piece.bytes);
+  }
+  if (scene.output == Output::FILE) {
+    expected.file = printed;
+  } else if (scene.output == Output::STANDARD) {
+    expected.out = printed;
+  }
+  return expected;
+}
+
+Expectation ExpectError(std::uint32_t status, std::string_view text) {
+  Expectation expected;
+  expected.status = status;
+  expected.err = "Error received: " + NameOf(status) + ": ";
+  expected.err += text;
+  expected.err += "\n";
+  return expected;
+}
+
+Expectation ExpectFrame(const Scene& scene) {
+  Wire wire(scene);
+  const Wire::Received header = wire.Take(HEADER, true);
+  if (header.error != 0) {
+    return ExpectError(ERRNO_BASE + static_cast<std::uint32_t>(header.error), "(null)");
+  }
+  std::uint32_t status = Word(header.bytes);
+  std::uint32_t length = Word(header.bytes.substr(std::min<std::size_t>(4, header.bytes.size())));
+
+  Expectation expected;
+  std::string payload;
+  if (length > ALLOCATION_LIMIT) {
+    expected.panics = true;
+    expected.err = "TREL_SafeMalloc:3116: Failed to allocate new memory\n";
+    return expected;
+  }
+  if (length > 0) {
+    const Wire::Received received = wire.Take(length, true);
+    if (received.error != 0) {
+      payload.assign(length, '\0');
+    } else if (received.bytes.size() < length) {
+      expected.err = "Failed to receive the complete UDS message sent. Please try again";
+      status = 0;
+      length = 0;
+    } else {
+      payload = received.bytes;
+    }
+  }
+  if (status != 0) {
+    return ExpectError(status, length == 0 ? "(null)" : UpToZero(payload));
+  }
+  expected.payloadKept = length != 0;
+  if (std::find(std::begin(PRINTING), std::end(PRINTING), scene.code) != std::end(PRINTING)) {
+    if (scene.output == Output::REFUSED) {
+      expected.status = ERRNO_BASE + EBADF;
+    } else {
+      expected.out = payload + "\n";
+    }
+  }
+  return expected;
+}
+
+}  // namespace
+
+Expectation Expect(const Scene& scene) {
+  if (scene.code >= 30 && scene.code <= 32) {
+    Expectation expected;
+    expected.status = scene.sendStatus;
+    return expected;
+  }
+  if (scene.sendStatus != 0) {
+    Expectation expected;
+    expected.status = scene.sendStatus;
+    if (scene.code != STATS) {
+      expected.err = "Sending command failed: " + NameOf(scene.sendStatus) + "\n";
+    }
+    return expected;
+  }
+  return Streams(scene) ? ExpectStream(scene) : ExpectFrame(scene);
+}
+
+}  // namespace fuzz

@@ -1,0 +1,46 @@
+// What a reply must lead to, written down apart from the client.
+
+#ifndef FUZZ_REPLY_MODEL_H
+#define FUZZ_REPLY_MODEL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace fuzz {
+
+/// Where the client's output goes: standard output, a file given with -o, a file
+/// that cannot be made, or a standard output that takes no bytes.
+enum class Output { STANDARD, FILE, NO_SUCH_FOLDER, REFUSED };
+
+/// What comes after the daemon's last byte.
+enum class HangUp {
+  PLAIN,    ///< the end of the stream
+  SILENCE,  ///< nothing: the time-out
+  RESET,    ///< the daemon was gone before it had read all that the client sent
+};
+
+struct Scene {
+  std::uint32_t code = 1;
+  bool all = false;
+  Output output = Output::STANDARD;
+  std::uint32_t sendStatus = 0;
+  HangUp ending = HangUp::PLAIN;
+  std::size_t packetSize = 0;  ///< 0: a stream without bounds in it
+  std::string bytes;
+};
+
+struct Expectation {
+  std::uint32_t status = 0;
+  std::string out;
+  std::string file;
+  std::string err;
+  bool payloadKept = false;  ///< a successful reply's payload is not released
+  bool panics = false;
+};
+
+[[nodiscard]] Expectation Expect(const Scene& scene);
+
+}  // namespace fuzz
+
+#endif  // FUZZ_REPLY_MODEL_H
