@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "support/qslibs.h"
 #include "support/safe_alloc.h"
@@ -30,6 +31,20 @@ void EncodeWord(MessageHeader& header, std::size_t offset, std::uint32_t word) {
 std::uint32_t DecodeWord(const MessageHeader& header, std::size_t offset) {
   return std::uint32_t{header[offset]} << 24 | std::uint32_t{header[offset + 1]} << 16 |
          std::uint32_t{header[offset + 2]} << 8 | std::uint32_t{header[offset + 3]};
+}
+
+/// Up to this many bytes a payload that failed to arrive is zeroed where it stands.
+constexpr std::uint32_t ZEROED_IN_PLACE_MAX = 1U << 20;
+
+/// So that no stale memory leaves the buffer. A long one is taken anew instead of
+/// overwritten: a length that was announced and not sent must not fill the node's
+/// memory.
+void* ZeroPayload(void* payload, std::uint32_t length) {
+  if (length <= ZEROED_IN_PLACE_MAX) {
+    return std::memset(payload, 0, length);
+  }
+  std::free(payload);
+  return TREL_SafeCalloc(1, length);
 }
 
 }  // namespace
@@ -70,10 +85,7 @@ ReturnStatus ReceiveReply(int socket, std::uint32_t* lengthOut, void** payloadOu
       return STATUS_OK;
     }
     if (received < 0) {
-      // No stale memory may leave the buffer. Allocated anew and not overwritten: a
-      // length that was announced and not sent must not fill the node's memory.
-      std::free(payload);
-      payload = TREL_SafeCalloc(1, length);
+      payload = ZeroPayload(payload, length);
     }
   }
 

@@ -25,6 +25,7 @@ using standin::Descriptor;
 using tests::FromHex;
 using tests::SameBytes;
 using tests::WrappedCalls;
+using tests::Zeros;
 using Calls = std::vector<std::string>;
 using ReceiveReplyDeathTest = testing::Test;
 
@@ -262,16 +263,34 @@ TEST(ReceiveReply, WhosePayloadFailsIsACompletePayloadOfZeros) {
   std::free(reply.payload);
 }
 
-TEST(ReceiveReply, WhosePayloadFailsReleasesItsMemoryAndTakesAsMuchOfZeros) {
+/// The header of a successful reply with this many payload bytes, then a receive
+/// that puts two bytes into the buffer and fails.
+void ScriptFailedPayload(WrappedCalls& calls, const std::string& length) {
+  calls.Script("recv", {.result = 8, .bytes = FromHex("00000000 " + length)})
+      .Script("recv", {.result = -1, .error = EAGAIN, .bytes = "no"});
+}
+
+TEST(ReceiveReply, WhosePayloadFailsIsZeroedWhereItStands) {
+  for (const char* length : {"00000002", "00100000"}) {
+    WrappedCalls calls;
+    ScriptFailedPayload(calls, length);
+    Reply reply;
+    EXPECT_EQ(ReceiveReply(9, &reply.length, &reply.payload), STATUS_OK);
+    EXPECT_EQ(calls.Seen({"malloc", "calloc", "free"}).size(), 1U);
+    EXPECT_TRUE(SameBytes(Zeros(reply.length), {static_cast<char*>(reply.payload), reply.length}));
+    std::free(reply.payload);
+  }
+}
+
+TEST(ReceiveReply, WhoseLongPayloadFailsTakesAsMuchOfZerosAnew) {
   WrappedCalls calls;
-  calls.Script("recv", {.result = 8, .bytes = FromHex("00000000 00000004")})
-      .Script("recv", {.result = -1, .error = EAGAIN});
-  std::uint32_t length = 0;
-  void* payload = nullptr;
-  EXPECT_EQ(ReceiveReply(9, &length, &payload), STATUS_OK);
-  EXPECT_EQ(calls.Seen({"malloc", "calloc"}), (Calls{"malloc(4)", "calloc(1, 4)"}));
+  ScriptFailedPayload(calls, "00100001");
+  Reply reply;
+  EXPECT_EQ(ReceiveReply(9, &reply.length, &reply.payload), STATUS_OK);
+  EXPECT_EQ(calls.Seen({"malloc", "calloc"}), (Calls{"malloc(1048577)", "calloc(1, 1048577)"}));
   EXPECT_EQ(calls.Seen({"free"}).size(), 1U);
-  std::free(payload);
+  EXPECT_TRUE(SameBytes(Zeros(reply.length), {static_cast<char*>(reply.payload), reply.length}));
+  std::free(reply.payload);
 }
 
 TEST(ReceiveReply, WithMoreBytesThanAnnouncedLeavesThemOnTheSocket) {
