@@ -6,6 +6,7 @@
 
 #include "client/command_table.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -140,6 +141,16 @@ consteval std::size_t ListedCommands() {
   return listed;
 }
 static_assert(ListedCommands() == 32);
+
+consteval bool HelpLinesFit() {
+  return std::ranges::all_of(ROWS, [](const CommandSpec& row) {
+    const std::string_view word = row.word;
+    const std::string_view description =
+        row.helpDescription != NOT_LISTED ? row.helpDescription : "";
+    return sizeof "   \t\t" + word.size() + description.size() <= HELP_LINE_CAPACITY;
+  });
+}
+static_assert(HelpLinesFit());
 
 /// The codes of the rows for which `Holds` is true, code c as bit c.
 template <typename Predicate>

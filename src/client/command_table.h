@@ -78,6 +78,9 @@ struct CommandSpec {
 
 inline constexpr std::size_t COMMAND_COUNT = 37;
 
+/// Bytes that hold the help text's line of any row, terminator included.
+inline constexpr std::size_t HELP_LINE_CAPACITY = 512;
+
 /// All rows, in code order: the row of code c stands at c - 1.
 extern const std::array<CommandSpec, COMMAND_COUNT> COMMAND_TABLE;
 

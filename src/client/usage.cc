@@ -5,6 +5,7 @@
 
 #include "client/usage.h"
 
+#include <array>
 #include <cstdio>
 
 #include "client/command_table.h"
@@ -47,7 +48,10 @@ void PrintUsage(const char* programName) {
   std::printf("usage: %s <options> <cmd> <args>\n\ncommands:\n", programName);
   for (const CommandSpec& command : COMMAND_TABLE) {
     if (command.helpDescription != nullptr) {
-      std::printf("   %s\t\t%s\n", command.word, command.helpDescription);
+      // Whole and with puts(3), which an output without a buffer shows.
+      std::array<char, HELP_LINE_CAPACITY> line;
+      std::snprintf(line.data(), line.size(), "   %s\t\t%s", command.word, command.helpDescription);
+      std::puts(line.data());
     }
   }
   std::puts(OPTIONS_BLOCK);

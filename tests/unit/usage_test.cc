@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/temp_folder.h"
+#include "unit/wrapped_calls.h"
 
 namespace trel {
 namespace {
@@ -25,6 +26,26 @@ TEST(PrintUsage, IsTheFixedTextUnderAnyName) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), ExpectedFor(name));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   }
+}
+
+TEST(PrintUsage, PutsEachLineAndTheOptionsInOnePiece) {
+  const std::string expected = ExpectedFor("name");
+  testing::internal::CaptureStdout();
+  std::vector<std::string> pieces;
+  {
+    tests::WrappedCalls calls;
+    PrintUsage("name");
+    pieces = calls.Seen({"puts"});
+  }
+  (void)testing::internal::GetCapturedStdout();
+  ASSERT_EQ(pieces.size(), 33U);
+  std::string text = "usage: name <options> <cmd> <args>\n\ncommands:\n";
+  for (const std::string& piece : pieces) {
+    text += piece.substr(5, piece.size() - 6) + "\n";
+  }
+  EXPECT_EQ(text, expected);
+  EXPECT_EQ(pieces[0], "puts(   stats\t\tRetrieve TREL stats)");
+  EXPECT_TRUE(pieces[32].starts_with("puts(\noptions:\n"));
 }
 
 }  // namespace

@@ -133,6 +133,8 @@ void __real_free(void* memory);
 void __wrap_free(void* memory);
 void* __real_malloc(std::size_t size);
 void* __wrap_malloc(std::size_t size);
+int __real_puts(const char* text);
+int __wrap_puts(const char* text);
 ssize_t __real_read(int fd, void* buffer, std::size_t size);
 ssize_t __wrap_read(int fd, void* buffer, std::size_t size);
 ssize_t __real_recv(int fd, void* buffer, std::size_t size, int flags);
@@ -176,6 +178,11 @@ void __wrap_free(void* memory) {
 
 void* __wrap_malloc(std::size_t size) {
   return tests::Fails(tests::Note("malloc", size)) ? nullptr : __real_malloc(size);
+}
+
+int __wrap_puts(const char* text) {
+  tests::Note("puts", text);
+  return __real_puts(text);
 }
 
 ssize_t __wrap_read(int fd, void* buffer, std::size_t size) {

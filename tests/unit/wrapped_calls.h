@@ -1,6 +1,6 @@
 // Watches and scripts the C library calls of the code under test. The linker sends
-// each of these calls here (--wrap): calloc, connect, fopen, free, malloc, read,
-// recv, send, setsockopt, signal, socket, strdup, write.
+// each of these calls here (--wrap): calloc, connect, fopen, free, malloc, puts,
+// read, recv, send, setsockopt, signal, socket, strdup, write.
 
 #ifndef TESTS_UNIT_WRAPPED_CALLS_H
 #define TESTS_UNIT_WRAPPED_CALLS_H
