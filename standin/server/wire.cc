@@ -98,7 +98,7 @@ Wire::End Wire::AwaitHangUp() {
   }
 }
 
-std::string Wire::TakeArrived() {
+std::string Wire::TakeArrived() const {
   std::string bytes(4096, '\0');
   const ssize_t received = recv(visitor_.socket.Get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
   bytes.resize(received > 0 ? static_cast<std::size_t>(received) : 0);

@@ -33,7 +33,7 @@ class Wire {
   End AwaitHangUp();
 
   /// Bytes that have arrived and nobody has read, at most a few thousand.
-  [[nodiscard]] std::string TakeArrived();
+  [[nodiscard]] std::string TakeArrived() const;
 
   /// Sends all of `bytes`.
   [[nodiscard]] End Send(std::string_view bytes);
