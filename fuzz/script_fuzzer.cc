@@ -40,7 +40,7 @@ void Check(std::string_view script) {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   try {
     const auto source = standin::ReadScript(path);
-    for (const std::uint32_t code : {1U, 2U, 3U, 24U, 26U, 31U, 99U}) {
+    for (const std::uint32_t code : {1U, 2U, 3U, 10U, 17U, 24U, 26U, 31U, 99U}) {
       Ask(*source, code);
     }
     Require(!source->HasFailed() || !source->Failure().empty(), "a failure is told");
