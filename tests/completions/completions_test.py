@@ -152,7 +152,8 @@ class Zsh:
         # The prompt: from now on nothing that is typed gets lost. What is shown later
         # must be read, or the shell waits for that.
         os.read(self.master, 1)
-        threading.Thread(target=self.drain, daemon=True).start()
+        self.drainer = threading.Thread(target=self.drain, daemon=True)
+        self.drainer.start()
         self.type(f"fpath=({COMPLETIONS} $fpath); answer={answer}; source {HERE}/ask.zsh\n")
         if self.answers.readline() != "ready\n":
             raise AssertionError("zsh did not start")
@@ -181,6 +182,9 @@ class Zsh:
         self.type("\x15exit\n")
         self.shell.wait()
         self.answers.close()
+        # The terminal is at its end now. Closed earlier, its number would go to the next
+        # shell's, and what that one shows first would be read here.
+        self.drainer.join()
         os.close(self.master)
 
 
