@@ -19,14 +19,24 @@ namespace {
 
 constexpr int CLIENTS = 500;
 
-/// Starts a client whose log-level word is its number, standard error to a file.
+/// A UUID that ends in the number.
+std::string UuidOf(int number) {
+  const std::string digits = std::to_string(number);
+  const std::string none = "00000000-0000-0000-0000-000000000000";
+  return none.substr(0, none.size() - digits.size()) + digits;
+}
+
+/// Starts a client that asks for its number's UUID, standard error to a file. The
+/// command waits half an hour for its reply: however long the others take to start,
+/// the first is still there.
 pid_t StartClient(const TempFolder& folder, int number) {
   const std::string path = ClientPath();
   const std::string socket = folder / "s";
-  const std::string word = std::to_string(number);
-  const std::string output = folder / word;
-  std::vector<const char*> words = {"trel-tool", "-s",         socket.c_str(),
-                                    "log-level", word.c_str(), nullptr};
+  const std::string uuid = UuidOf(number);
+  const std::string output = folder / uuid;
+  std::vector<const char*> words = {
+      "trel-tool", "-s",         socket.c_str(), "resources-to-fix-unhealthy-objects",
+      "-u",        uuid.c_str(), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, output.c_str(), O_WRONLY | O_CREAT,
@@ -54,16 +64,15 @@ TEST(ManyClients, AreEachAnsweredWithTheirOwnReply) {
   }
   for (const standin::Descriptor& connection : connections) {
     const std::string request = standin::ReadFrame(connection.Get());
-    const std::string number = request.substr(8);
-    standin::WriteAll(connection.Get(), Frame("00000005", "answer to " + number));
+    const std::string uuid = request.substr(8);
+    standin::WriteAll(connection.Get(), Frame("00000005", "answer to " + uuid));
   }
   for (const auto& [number, client] : clients) {
     int status = 0;
     ASSERT_EQ(waitpid(client, &status, 0), client);
     EXPECT_EQ(WEXITSTATUS(status), 5);
-    EXPECT_EQ(
-        ReadFile(folder / std::to_string(number)),
-        "Error received: Unknown status 0x00000005: answer to " + std::to_string(number) + "\n");
+    EXPECT_EQ(ReadFile(folder / UuidOf(number)),
+              "Error received: Unknown status 0x00000005: answer to " + UuidOf(number) + "\n");
   }
 }
 
