@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,11 +32,30 @@ pid_t PeerOf(int connection) {
   return peer.pid;
 }
 
-int SocketNumberIn(pid_t process) {
-  const std::string folder = "/proc/" + std::to_string(process) + "/fd";
+using NameCall = int(int, sockaddr*, socklen_t*);
+
+/// The path that a socket is bound or connected to, empty if there is none.
+std::string PathOf(int socket, NameCall* call) {
+  sockaddr_un address{};
+  socklen_t size = sizeof address;
+  const int result = call(socket, reinterpret_cast<sockaddr*>(&address), &size);
+  return result == 0 && address.sun_family == AF_UNIX ? std::string(address.sun_path) : "";
+}
+
+/// Borrows the peer's end of `connection`. It may have inherited other sockets.
+standin::Descriptor BorrowSocket(pid_t peer, int connection) {
+  const standin::Descriptor process(
+      static_cast<int>(Checked(syscall(SYS_pidfd_open, peer, 0), "pidfd_open")));
+  const std::string path = PathOf(connection, getsockname);
+  const std::string folder = "/proc/" + std::to_string(peer) + "/fd";
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (std::filesystem::read_symlink(entry).string().starts_with("socket:")) {
-      return std::stoi(entry.path().filename());
+      const int number = std::stoi(entry.path().filename());
+      standin::Descriptor socket(static_cast<int>(
+          Checked(syscall(SYS_pidfd_getfd, process.Get(), number, 0), "pidfd_getfd")));
+      if (PathOf(socket.Get(), getpeername) == path) {
+        return socket;
+      }
     }
   }
   throw std::system_error(ENOTSOCK, std::generic_category(), folder);
@@ -44,11 +64,7 @@ int SocketNumberIn(pid_t process) {
 }  // namespace
 
 timeval ReceiveTimeoutOfPeer(int connection) {
-  const pid_t peer = PeerOf(connection);
-  const standin::Descriptor process(
-      static_cast<int>(Checked(syscall(SYS_pidfd_open, peer, 0), "pidfd_open")));
-  const standin::Descriptor socket(static_cast<int>(
-      Checked(syscall(SYS_pidfd_getfd, process.Get(), SocketNumberIn(peer), 0), "pidfd_getfd")));
+  const standin::Descriptor socket = BorrowSocket(PeerOf(connection), connection);
   timeval timeout{};
   socklen_t size = sizeof timeout;
   Checked(getsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, &size), "SO_RCVTIMEO");
