@@ -29,7 +29,8 @@ class Terminal:
         self.process, self.master = pty.fork()
         if self.process == 0:
             os.execvpe(command[0], command, dict(os.environ, TERM="dumb", LC_ALL="C.UTF-8",
-                                                 HOME=home, XDG_CONFIG_HOME=home))
+                                                 HOME=home, XDG_CONFIG_HOME=home,
+                                                 XDG_DATA_HOME=home))
 
     def type(self, text):
         os.write(self.master, text.encode())
@@ -65,6 +66,8 @@ def press_tab(name, home):
 
 
 with tempfile.TemporaryDirectory() as folder:
+    # Else fish begins to fill it from all manual pages, beside the test and beyond its end.
+    os.makedirs(f"{folder}/fish/generated_completions")
     for shell in SHELLS:
         press_tab(shell, folder)
         print(f"{shell}: Tab completes")
