@@ -7,9 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -59,14 +59,41 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-[[noreturn]] void BecomeProgram(const ProcessSetup& setup, const Pipe& out, const Pipe& err) {
-  for (const std::string& variable : setup.environment) {
-    putenv(const_cast<char*>(variable.c_str()));
+/// Our environment with the setup's variables in it.
+std::vector<std::string> EnvironmentOf(const ProcessSetup& setup) {
+  std::vector<std::string> variables = setup.environment;
+  for (char** ours = environ; *ours != nullptr; ++ours) {
+    const std::string variable = *ours;
+    const std::string name = variable.substr(0, variable.find('=') + 1);
+    const bool replaced =
+        std::any_of(setup.environment.begin(), setup.environment.end(),
+                    [&](const std::string& added) { return added.starts_with(name); });
+    if (!replaced) {
+      variables.push_back(variable);
+    }
   }
-  std::vector<std::string> texts = setup.arguments;
-  const std::vector<char*> arguments = Pointers(texts);
-  const std::string& program = setup.program.empty() ? setup.arguments.at(0) : setup.program;
+  return variables;
+}
 
+/// What execve(2) takes. Put together before the fork: another thread may be allocating
+/// then, and under a sanitizer the new process would wait for it for ever if it did so too.
+struct Image {
+  explicit Image(const ProcessSetup& setup)
+      : program(setup.program.empty() ? setup.arguments.at(0) : setup.program),
+        argumentTexts(setup.arguments),
+        environmentTexts(EnvironmentOf(setup)),
+        arguments(Pointers(argumentTexts)),
+        environment(Pointers(environmentTexts)) {}
+
+  std::string program;
+  std::vector<std::string> argumentTexts;
+  std::vector<std::string> environmentTexts;
+  std::vector<char*> arguments;
+  std::vector<char*> environment;
+};
+
+[[noreturn]] void BecomeProgram(const ProcessSetup& setup, const Image& image, const Pipe& out,
+                                const Pipe& err) {
   const Descriptor none(open("/dev/null", O_RDONLY | O_CLOEXEC));
   dup2(none.Get(), STDIN_FILENO);
   dup2(out.writing.Get(), STDOUT_FILENO);
@@ -74,13 +101,14 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   if (setup.prepare) {
     setup.prepare();
   }
-  execv(program.c_str(), arguments.data());
+  execve(image.program.c_str(), image.arguments.data(), image.environment.data());
   _exit(127);
 }
 
 }  // namespace
 
 ProcessResult RunProcess(const ProcessSetup& setup) {
+  const Image image(setup);
   Pipe out = MakePipe();
   Pipe err = MakePipe();
   const pid_t process = fork();
@@ -88,7 +116,7 @@ ProcessResult RunProcess(const ProcessSetup& setup) {
     throw std::system_error(errno, std::generic_category(), "fork");
   }
   if (process == 0) {
-    BecomeProgram(setup, out, err);
+    BecomeProgram(setup, image, out, err);
   }
   out.writing.Close();
   err.writing.Close();

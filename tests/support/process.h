@@ -26,7 +26,7 @@ struct ProcessSetup {
   std::vector<std::string> environment = {};  ///< NAME=value, added to ours
   /// Path that is executed; empty: the first argument.
   std::string program = {};
-  /// Called in the new process just before the program starts.
+  /// Called in the new process just before the program starts. Must not allocate.
   std::function<void()> prepare = {};
   /// Called with the new process's number while it runs.
   std::function<void(pid_t)> whileRunning = {};
