@@ -4,6 +4,7 @@
 #
 #   binary.sh <client> <sanitized: 0 or 1>
 set -euo pipefail
+export LC_ALL=C # readelf is read in its own words
 client=$1
 if [[ $2 == 1 ]]; then
   echo "skipped: the sanitizers bring libraries and calls of their own"
