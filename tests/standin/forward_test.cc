@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 
 #include "core/frame.h"
+#include "core/unix_connect.h"
+#include "core/unix_listener.h"
 #include "support/all_commands.h"
 #include "support/bytes.h"
 #include "support/client.h"
@@ -111,6 +113,21 @@ TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {
   const Relayed relayed = RunThroughRelay({"info-owner-rebalance"}, {ReadRequest{}});
   EXPECT_EQ(relayed.client.out, "\n");
   EXPECT_EQ(relayed.client.exitValue, 0);
+}
+
+TEST(Forward, TheDaemonIsConnectedToInTheOrderOfTheClients) {
+  constexpr int CLIENTS = 100;
+  const TempFolder folder;
+  const standin::UnixListener daemon(folder / "d");
+  const RunningStandin standin({"--forward", folder / "d"});
+  for (int client = 0; client < CLIENTS; ++client) {
+    const standin::Descriptor connection = standin::ConnectTo(standin.Socket());
+    standin::WriteAll(connection.Get(), EncodeFrame(30, std::to_string(client)));
+  }
+  for (int client = 0; client < CLIENTS; ++client) {
+    const standin::Descriptor connection = daemon.Accept();
+    ASSERT_EQ(standin::ReadFrame(connection.Get()).substr(8), std::to_string(client));
+  }
 }
 
 TEST(Forward, APayloadOverTheLimitIsRelayedButNotDecoded) {
