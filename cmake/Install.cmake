@@ -18,10 +18,9 @@ function(trel_install_compressed file destination name component)
   install(FILES "${compressed}" DESTINATION "${destination}" COMPONENT ${component} ${ARGN})
 endfunction()
 
-# trel_install_documents(<component> <package>): manual page, licence, change log. A
+# trel_install_documents(<component> <package> <page>): manual page, licence, change log. A
 # page that is not there yet is left out.
-function(trel_install_documents component package)
-  set(page "${PROJECT_SOURCE_DIR}/man/${package}.8")
+function(trel_install_documents component package page)
   if(EXISTS "${page}" AND TREL_GZIP)
     trel_install_compressed("${page}" "${CMAKE_INSTALL_MANDIR}/man8" ${package}.8 ${component})
   elseif(EXISTS "${page}")
@@ -31,35 +30,35 @@ function(trel_install_documents component package)
   set(documents "${CMAKE_INSTALL_DATADIR}/doc/${package}")
   install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${documents}"
     COMPONENT ${component}_elsewhere)
-  install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" DESTINATION "${documents}"
+  install(FILES "${PROJECT_SOURCE_DIR}/debian/copyright" DESTINATION "${documents}"
     COMPONENT ${component}_debian EXCLUDE_FROM_ALL)
   if(TREL_GZIP)
-    trel_install_compressed("${PROJECT_SOURCE_DIR}/packaging/changelog" "${documents}" changelog
+    trel_install_compressed("${PROJECT_SOURCE_DIR}/debian/changelog" "${documents}" changelog
       ${component}_debian EXCLUDE_FROM_ALL)
   endif()
 endfunction()
 
-trel_install_documents(client trel-tool)
+trel_install_documents(client trel-tool "${PROJECT_SOURCE_DIR}/generated/trel-tool.8")
 install(
   FILES
-    "${PROJECT_SOURCE_DIR}/share/commands.json"
-    "${PROJECT_SOURCE_DIR}/share/commands.schema.json"
+    "${PROJECT_SOURCE_DIR}/generated/commands.json"
+    "${PROJECT_SOURCE_DIR}/generated/commands.schema.json"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/trel-tool"
   COMPONENT client)
-install(FILES "${PROJECT_SOURCE_DIR}/completions/trel-tool.bash"
+install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/trel-tool.bash"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
   RENAME trel-tool
   COMPONENT client)
-install(FILES "${PROJECT_SOURCE_DIR}/completions/trel-tool.fish"
+install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/trel-tool.fish"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d"
   COMPONENT client)
-install(FILES "${PROJECT_SOURCE_DIR}/completions/_trel-tool"
+install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/_trel-tool"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions"
   COMPONENT client_elsewhere)
-install(FILES "${PROJECT_SOURCE_DIR}/completions/_trel-tool"
+install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/_trel-tool"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions"
   COMPONENT client_debian EXCLUDE_FROM_ALL)
 
 if(TARGET trel-standin)
-  trel_install_documents(standin trel-standin)
+  trel_install_documents(standin trel-standin "${PROJECT_SOURCE_DIR}/standin/trel-standin.8")
 endif()

@@ -14,7 +14,7 @@ namespace {
 
 std::string ExpectedFor(const std::string& name) {
   constexpr std::string_view MARK = "@NAME@";
-  std::string text = tests::ReadFile(TREL_TEST_DATA "/usage.txt");
+  std::string text = tests::ReadFile(TREL_USAGE_TEXT);
   return text.replace(text.find(MARK), MARK.size(), name);
 }
 

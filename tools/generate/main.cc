@@ -56,16 +56,16 @@ std::string Fill(const fs::path& path, Sections sections) {
 }
 
 void Generate(const fs::path& templates, const fs::path& folder) {
-  Write(folder / "share/commands.json", generate::Catalogue());
-  Write(folder / "man/trel-tool.8",
+  Write(folder / "generated/commands.json", generate::Catalogue());
+  Write(folder / "generated/trel-tool.8",
         Fill(templates / "trel-tool.8.in", {{"OPTIONS", generate::ManualOptions()},
                                             {"COMMANDS", generate::ManualCommands(true)},
                                             {"UNLISTED", generate::ManualCommands(false)}}));
-  Write(folder / "completions/trel-tool.bash",
+  Write(folder / "generated/completions/trel-tool.bash",
         Fill(templates / "trel-tool.bash.in", generate::BashSections()));
-  Write(folder / "completions/_trel-tool",
+  Write(folder / "generated/completions/_trel-tool",
         Fill(templates / "_trel-tool.in", generate::ZshSections()));
-  Write(folder / "completions/trel-tool.fish",
+  Write(folder / "generated/completions/trel-tool.fish",
         Fill(templates / "trel-tool.fish.in", generate::FishSections()));
 }
 

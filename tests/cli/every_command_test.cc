@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "daemon/replies.h"
+#include "cli/replies.h"
 #include "support/client.h"
 
 namespace tests {

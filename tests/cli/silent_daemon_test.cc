@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/replies.h"
-#include "faults/injected_run.h"
+#include "cli/injected_run.h"
+#include "cli/replies.h"
 
 namespace tests {
 namespace {

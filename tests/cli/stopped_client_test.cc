@@ -9,7 +9,7 @@
 #include <future>
 #include <thread>
 
-#include "daemon/replies.h"
+#include "cli/replies.h"
 
 namespace tests {
 namespace {

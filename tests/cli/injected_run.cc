@@ -1,6 +1,6 @@
 // The injector's settings travel in the environment, its log in a file.
 
-#include "faults/injected_run.h"
+#include "cli/injected_run.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/replies.h"
+#include "cli/replies.h"
 #include "support/temp_folder.h"
 
 namespace tests {

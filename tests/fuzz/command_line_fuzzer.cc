@@ -57,7 +57,7 @@ std::vector<std::string> Words(std::string_view input) {
 
 /// The help text for a program of this name, from the checked-in file.
 std::string UsageOf(const std::string& name) {
-  static const std::string USAGE = ReadFile(TREL_TEST_DATA "/usage.txt");
+  static const std::string USAGE = ReadFile(TREL_USAGE_TEXT);
   static constexpr std::string_view PLACE = "@NAME@";
   std::string usage = USAGE;
   return usage.replace(usage.find(PLACE), PLACE.size(), name);

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "daemon/replies.h"
+#include "cli/replies.h"
 
 namespace tests {
 namespace {

@@ -9,9 +9,9 @@
 #include <map>
 #include <system_error>
 
+#include "cli/replies.h"
 #include "core/frame.h"
 #include "core/unix_listener.h"
-#include "daemon/replies.h"
 #include "support/temp_folder.h"
 
 namespace tests {

@@ -4,9 +4,9 @@
 
 #include <csignal>
 
-#include "faults/command_kinds.h"
-#include "faults/errnos.h"
-#include "faults/injected_run.h"
+#include "cli/command_kinds.h"
+#include "cli/errnos.h"
+#include "cli/injected_run.h"
 #include "support/bytes.h"
 
 namespace tests {

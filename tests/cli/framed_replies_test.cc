@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/replies.h"
+#include "cli/replies.h"
 
 namespace tests {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <csignal>
 
-#include "daemon/replies.h"
-#include "faults/injected_run.h"
+#include "cli/injected_run.h"
+#include "cli/replies.h"
 
 namespace tests {
 namespace {

@@ -1,6 +1,6 @@
 // The table of kinds, in the order of their codes.
 
-#include "faults/command_kinds.h"
+#include "cli/command_kinds.h"
 
 #include <algorithm>
 #include <iterator>

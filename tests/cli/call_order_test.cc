@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "faults/command_kinds.h"
-#include "faults/injected_run.h"
+#include "cli/command_kinds.h"
+#include "cli/injected_run.h"
 #include "support/bytes.h"
 
 namespace tests {

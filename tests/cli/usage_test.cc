@@ -19,7 +19,7 @@ const std::string UUID = "01234567-89ab-cdef-fedc-ba9876543210";
 
 std::string UsageFor(const std::string& name) {
   const std::string mark = "@NAME@";
-  std::string text = ReadFile(TREL_TEST_DATA "/usage.txt");
+  std::string text = ReadFile(TREL_USAGE_TEXT);
   return text.replace(text.find(mark), mark.size(), name);
 }
 
