@@ -89,6 +89,8 @@ def _fill_in(contract, definitions):
         for item in contract[key]:
             fill(item, definitions[definition])
     contract["commands"].sort(key=lambda command: command["code"])
+    order = [command["payload"] for command in contract["commands"]]
+    contract["payloads"].sort(key=lambda payload: (*order, payload["name"]).index(payload["name"]))
     for diagnostic in contract["diagnostics"]:
         diagnostic["exit"] = str(diagnostic["exit"])
     for command in contract["commands"]:

@@ -1,5 +1,5 @@
-# bash completion for trel-tool(8). Generated from the client's tables; edit
-# tools/generate instead. It neither runs the client nor touches the daemon.
+# bash completion for trel-tool(8). Made from the contract; edit protocol/
+# instead. It neither runs the client nor touches the daemon.
 # shellcheck shell=bash
 
 _trel_tool_commands() {

@@ -1,5 +1,5 @@
-# fish completion for trel-tool(8). Generated from the client's tables; edit
-# tools/generate instead. It neither runs the client nor touches the daemon.
+# fish completion for trel-tool(8). Made from the contract; edit protocol/
+# instead. It neither runs the client nor touches the daemon.
 
 # word|options that it reads|what it does; without the last: not offered
 function __trel_tool_commands

@@ -104,7 +104,7 @@ std::vector<std::string> SchemaVerdicts(const TempFolder& folder,
                                         const std::vector<std::string>& scripts) {
   std::vector<std::string> words = {"/usr/bin/python3",
                                     TREL_SOURCE_DIR "/tests/standin/validate_scripts.py",
-                                    TREL_SOURCE_DIR "/standin/trel-standin-script.schema.json"};
+                                    TREL_SOURCE_DIR "/generated/trel-standin-script.schema.json"};
   for (std::size_t index = 0; index < scripts.size(); ++index) {
     words.push_back(folder / std::to_string(index));
     std::ofstream(words.back()) << scripts[index];

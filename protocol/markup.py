@@ -1,0 +1,122 @@
+"""How texts of the contract are written in mdoc and in the shells."""
+
+import re
+
+INLINE = re.compile(r"""\s*(?P<open>\(?)
+    (?:`(?P<code>[^`]+)`|\*(?P<argument>[^*]+)\*|\[(?P<section>[A-Z ]+)\])
+    (?P<close>\)?)(?P<after>[.,;:]?)[ ]?""", re.VERBOSE)
+
+
+class Mdoc:
+    """The contract's markup in mdoc: `-u`, `a word`, `/a/path`, *argument*, [SECTION]."""
+
+    def __init__(self, commands):
+        self.commands = commands
+
+    def text(self, text):
+        """Each macro gets a line of its own; the other lines stay as they are."""
+        lines = []
+        for line in text.strip().splitlines():
+            end = 0
+            for match in INLINE.finditer(line):
+                lines.append(line[end:match.start()])
+                lines.append(self._macro(match))
+                end = match.end()
+            lines.append(line[end:])
+        return "\n".join(filter(None, lines))
+
+    def _macro(self, match):
+        if match["section"]:
+            macro = f"Sx {match['section']}"
+        elif match["argument"]:
+            macro = f"Ar {match['argument']}"
+        else:
+            macro = self._code(match["code"])
+        parenthesis = "Pq " if match["open"] else ""
+        return f".{parenthesis}{macro} {match['after']}".rstrip()
+
+    def _code(self, code):
+        if code.startswith("-"):
+            return re.sub("^(-+)", lambda dashes: "Fl " * len(dashes[0]), code).replace('""', "Qq")
+        if code.startswith("/"):
+            return f"Pa {code}"
+        if code.startswith("SIG"):
+            return f"Dv {code}"
+        if code == "errno":
+            return f"Va {code}"
+        return f"Ic {code}" if code in self.commands else f"Cm {code}"
+
+
+def mdoc_synopsis(command):
+    """Arguments such as "{-u uuid | -a} [-o file]" as the rest of an .It line."""
+    literals = {value for word in command["words"] for value in word["values"]}
+    words, ends, macro = [], [], None
+    tokens = re.findall(r"[][{}|]|[^][{}| ]+", command["synopsis"])
+    for index, token in enumerate(tokens):
+        if token in "[{":
+            # A group at the end of the line needs no end of its own, unless it holds another.
+            inner = tokens[index + 1:]
+            last = inner.index("]" if token == "[" else "}") == len(inner) - 1
+            words.append({"[": ("Oo", "Op"), "{": ("Bro", "Brq")}[token][last])
+            ends.append([] if last else [{"[": "Oc", "{": "Brc"}[token]])
+            macro = None
+        elif token in "]}":
+            words += ends.pop()
+            macro = None
+        elif token == "|":
+            words.append(token)
+        else:
+            kind = "Fl" if token.startswith("-") else "Cm" if token in literals else "Ar"
+            words += [kind] if kind != macro else []
+            words.append(token.removeprefix("-"))
+            macro = kind
+    return "".join(f" {word}" for word in words)
+
+
+def duration(seconds):
+    for unit, size in (("hours", 3600), ("minutes", 60)):
+        if seconds >= size:
+            return f"{seconds // size} {unit}"
+    return f"{seconds} seconds"
+
+
+def shell_quoted(text):
+    """In single quotes, in which bash and zsh know no escape."""
+    return "'" + text.replace("'", "'\\''") + "'"
+
+
+def fish_quoted(text):
+    """In single quotes, in which fish escapes the quote and the backslash."""
+    return "'" + text.replace("\\", "\\\\").replace("'", "\\'") + "'"
+
+
+def shell_rows(rows):
+    return "\n".join("    " + shell_quoted("|".join(row)) for row in rows)
+
+
+def fish_rows(rows):
+    return " \\\n".join("    " + fish_quoted("|".join(row)) for row in rows)
+
+
+def zsh_specification(option):
+    """The option as zsh's _arguments takes it."""
+    letter, name = option["letter"], option["name"]
+    # After the help option nothing makes sense any more.
+    excluded = "(- *)" if letter == "h" else f"(-{letter} --{name})"
+    end = f"[{option['summary']}]"
+    if not option["argument"]:
+        return f"{shell_quoted(excluded)}{{-{letter},--{name}}}{shell_quoted(end)}"
+    choices = " ".join(f'{value}\\:"{meaning}"' for value, meaning in option["choices"].items())
+    action = {"file": "_files", "socket": '_files -g "*(=)"'}.get(
+        option["type"], f"(({choices}))" if choices else " ")
+    end += f":{option['argument']}:{action}"
+    return f"{shell_quoted(excluded)}{{-{letter}+,--{name}=}}{shell_quoted(end)}"
+
+
+def fish_values(option):
+    """What tells fish which values the option has."""
+    if not option["argument"]:
+        return ""
+    if option["type"] in ("file", "socket"):
+        return {"file": " -rF", "socket": " -xa '(__trel_tool_sockets)'"}[option["type"]]
+    return f" -x -a '(__trel_tool_values {option['letter']})'" if option["choices"] else " -x"
