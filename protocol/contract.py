@@ -16,7 +16,7 @@ class ContractError(Exception):
     """A mistake in the contract; the text names the place."""
 
 
-class Loader(yaml.SafeLoader):
+class Loader(getattr(yaml, "CSafeLoader", yaml.SafeLoader)):
     """Keys are texts; a key that stands twice is a mistake."""
 
     def construct_mapping(self, node, deep=False):
@@ -85,7 +85,8 @@ def _fill_in(contract, definitions):
                 item[key] = given.get(key, schema.get("default"))
 
     for key, definition in (("commands", "command"), ("options", "option"),
-                            ("payloads", "payload"), ("names", "names")):
+                            ("payloads", "payload"), ("names", "names"),
+                            ("diagnostics", "diagnostic")):
         for item in contract[key]:
             fill(item, definitions[definition])
     contract["commands"].sort(key=lambda command: command["code"])
@@ -169,10 +170,10 @@ class _Checker:
                                  for command in commands for example in command["examples"]])
         letters = sorted(option["letter"] for option in options)
         self._require(letters == sorted(self.contract["helpOrder"]), "helpOrder", "lacks an option")
-        for payload in self.contract["payloads"]:
-            self._check_payload(payload)
         for command in commands:
             self._check_command(command)
+        for payload in self.contract["payloads"]:
+            self._check_payload(payload)
         for option in options:
             takes = option["type"] != "none"
             self._require(takes == bool(option["argument"]), option["name"],

@@ -254,7 +254,8 @@ Contract Read() {
       json.at("commands"), [&](const Json& command) { return ReadCommand(command, contract); });
   contract.diagnostics = ReadList<Diagnostic>(json.at("diagnostics"), [](const Json& entry) {
     return Diagnostic{entry.at("text"), entry.at("exit"), entry.value("option", std::string()),
-                      entry.value("check", std::string())};
+                      entry.value("check", std::string()),
+                      ReadList<std::string>(entry.at("args"), ReadArgument)};
   });
   return contract;
 }

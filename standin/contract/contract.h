@@ -148,10 +148,11 @@ struct Option {
 };
 
 struct Diagnostic {
-  std::string text;    ///< printf format
-  std::string exit;    ///< "0", "1", "errno", "status", "signal" or "any"
-  std::string option;  ///< long name of the option that it is about, or empty
-  std::string check;   ///< the check that failed, or empty
+  std::string text;               ///< printf format
+  std::string exit;               ///< "0", "1", "errno", "status", "signal" or "any"
+  std::string option;             ///< long name of the option that it is about, or empty
+  std::string check;              ///< the check that failed, or empty
+  std::vector<std::string> args;  ///< a command line that shows it, or none
 };
 
 struct Contract {

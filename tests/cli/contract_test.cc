@@ -1,85 +1,241 @@
-// Every example of the contract through the real binary: what it sends, the time-out it has set,
-// what it makes of a plain success.
+// The contract holds of the real binary: each example's bytes, time-out and reply mode, the
+// options that a command reads, the help text, the diagnostics.
 
 #include "contract/contract.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
+#include <filesystem>
+#include <map>
 #include <ostream>
-#include <string>
-#include <vector>
+#include <tuple>
 
 #include "core/frame.h"
 #include "support/bytes.h"
 #include "support/client.h"
 #include "support/peer_socket.h"
+#include "support/temp_folder.h"
 
 namespace tests {
 namespace {
 
 using contract::ReplyMode;
 using standin::Call;
+using standin::EncodeFrame;
 using standin::ReadRequest;
 using standin::SendBytes;
 using standin::Step;
+using Words = std::vector<std::string>;
 
+/// An example with the reply mode of its request.
 struct Case {
   const contract::Command* command;
   const contract::Example* example;
+  ReplyMode mode;
 };
 
 void PrintTo(const Case& row, std::ostream* out) { *out << row.example->name; }
 
-std::vector<Case> Cases() {
+/// A field of one digit decides where a command has two reply modes.
+ReplyMode ModeOf(const contract::Command& command, const contract::Example& example) {
+  if (!command.with) {
+    return command.reply.mode;
+  }
+  const std::size_t offset = command.payload->FieldNamed(command.with->field)->offset;
+  return example.Request().at(standin::HEADER_SIZE + offset) == '0' ? command.reply.mode
+                                                                    : command.with->reply.mode;
+}
+
+std::vector<Case> Examples() {
   std::vector<Case> cases;
   for (const contract::Command& command : contract::Get().commands) {
     for (const contract::Example& example : command.examples) {
-      cases.push_back({&command, &example});
+      cases.push_back({&command, &example, ModeOf(command, example)});
     }
   }
   return cases;
 }
 
-/// The reply mode of this request: a single-digit field decides where a command has two.
-ReplyMode ModeOf(const contract::Command& command, const std::string& request) {
-  if (!command.with) {
-    return command.reply.mode;
+/// The example with the fewest arguments of each command in each of its reply modes.
+std::vector<Case> Samples() {
+  std::map<std::pair<std::uint32_t, ReplyMode>, Case> samples;
+  for (const Case& row : Examples()) {
+    Case& sample = samples.try_emplace({row.command->code, row.mode}, row).first->second;
+    if (row.example->args.size() < sample.example->args.size()) {
+      sample = row;
+    }
   }
-  const std::size_t offset = command.payload->FieldNamed(command.with->field)->offset;
-  return request.at(standin::HEADER_SIZE + offset) == '0' ? command.reply.mode
-                                                          : command.with->reply.mode;
+  std::vector<Case> cases;
+  for (const auto& [key, row] : samples) {
+    cases.push_back(row);
+  }
+  return cases;
 }
 
-class ContractExample : public testing::TestWithParam<Case> {};
-
-INSTANTIATE_TEST_SUITE_P(All, ContractExample, testing::ValuesIn(Cases()), [](const auto& row) {
+std::string NameOf(const testing::TestParamInfo<Case>& row) {
   std::string name = row.param.example->name;
   for (char& character : name) {
     character = std::isalnum(static_cast<unsigned char>(character)) != 0 ? character : '_';
   }
   return name;
-});
+}
+
+ClientResult RunClient(const Words& words, const std::string& reply) {
+  return RunClientAgainst({.words = words, .steps = {ReadRequest{}, SendBytes{reply}}});
+}
+
+class ContractExample : public testing::TestWithParam<Case> {};
+INSTANTIATE_TEST_SUITE_P(All, ContractExample, testing::ValuesIn(Examples()), NameOf);
 
 TEST_P(ContractExample, SendsItsBytesAndPrintsWhatItsModePrints) {
-  const auto& [command, example] = GetParam();
-  const std::string request = example->Request();
-  const ReplyMode mode = ModeOf(*command, request);
+  const auto& [command, example, mode] = GetParam();
   timeval timeout{};
   std::vector<Step> steps = {ReadRequest{}};
   if (mode != ReplyMode::NONE) {
     // A client that reads no reply is gone before anybody can look at its socket.
     steps.emplace_back(Call{[&](int fd) { timeout = ReceiveTimeoutOfPeer(fd); }});
-    steps.emplace_back(
-        SendBytes{mode == ReplyMode::STREAM ? "text" : standin::EncodeFrame(0, "text")});
+    steps.emplace_back(SendBytes{mode == ReplyMode::STREAM ? "text" : EncodeFrame(0, "text")});
   }
   const ClientResult run = RunClientAgainst({.words = example->args, .steps = steps});
-  EXPECT_TRUE(SameBytes(request, run.request));
+  EXPECT_TRUE(SameBytes(example->Request(), run.request));
   EXPECT_EQ(timeout.tv_sec, mode != ReplyMode::NONE ? command->timeoutSeconds : 0);
   EXPECT_EQ(timeout.tv_usec, 0);
   EXPECT_EQ(run.out, mode == ReplyMode::PRINT ? "text\n" : mode == ReplyMode::STREAM ? "text" : "");
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.exitValue, 0);
+}
+
+class ContractCommand : public testing::TestWithParam<Case> {
+ protected:
+  /// All that a run of this command shows.
+  [[nodiscard]] static auto Shown(const Words& words) {
+    const ClientResult run = RunClient(words, EncodeFrame(0, "text"));
+    return std::tuple(run.called, run.request, run.out, run.err, run.exitValue);
+  }
+
+  [[nodiscard]] static Words With(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  }
+
+  /// The option with a value that no example gives it.
+  [[nodiscard]] static Words WithValue(const contract::Option& option) {
+    static const std::map<std::string, std::string> VALUES = {
+        {"number", "1"},
+        {"uuid", "f1234567-89ab-cdef-0123-456789abcdef"},
+        {"uuid-list", "f1234567-89ab-cdef-0123-456789abcdef"},
+        {"json", "{\"other\": 1}"},
+        {"file", "/f"},
+        {"work-item", "CLEANUP"},
+    };
+    const std::string letter = std::string("-") + option.letter;
+    return option.type == "none" ? Words{letter} : Words{letter, VALUES.at(option.type)};
+  }
+
+  /// Whether -o, which only a streamed reply heeds, makes a file.
+  [[nodiscard]] bool MakesFile() const {
+    const TempFolder folder;
+    (void)RunClient(With(GetParam().example->args, {"-a", "-o", folder / "f"}), "text");
+    return std::filesystem::exists(folder / "f");
+  }
+};
+INSTANTIATE_TEST_SUITE_P(All, ContractCommand, testing::ValuesIn(Samples()), NameOf);
+
+TEST_P(ContractCommand, ReportsAnErrorIfItsReplyIsFramed) {
+  const ReplyMode mode = GetParam().mode;
+  const bool framed = mode == ReplyMode::PRINT || mode == ReplyMode::SILENT;
+  const ClientResult run = RunClient(GetParam().example->args, EncodeFrame(5, "why"));
+  // As a stream, the frame is text up to its first zero byte: none.
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, framed ? "Error received: Unknown status 0x00000005: why\n" : "");
+  EXPECT_EQ(run.exitValue, framed ? 5 : 0);
+}
+
+TEST_P(ContractCommand, TakesAClosedConnectionForAnEmptySuccess) {
+  const ClientResult run = RunClient(GetParam().example->args, "");
+  EXPECT_EQ(run.out, GetParam().mode == ReplyMode::PRINT ? "\n" : "");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST_P(ContractCommand, HeedsTheOptionsThatItNamesAndNoOther) {
+  const auto& [command, example, mode] = GetParam();
+  const Words bare = {command->word};
+  const auto plain = Shown(example->args);
+  const auto refused = Shown(bare);
+  for (const contract::Option& option : contract::Get().options) {
+    if (option.letter == 'h' || option.letter == 's') {
+      continue;
+    }
+    // With the example's arguments, or alone: one option may satisfy a check as another does.
+    const Words value = WithValue(option);
+    const bool heeded = option.letter == 'o'
+                            ? MakesFile()
+                            : Shown(With(example->args, value)) != plain ||
+                                  (command->check != "none" && Shown(With(bare, value)) != refused);
+    const Words& named = command->options;
+    EXPECT_EQ(heeded, std::find(named.begin(), named.end(), option.name) != named.end())
+        << option.name;
+  }
+}
+
+TEST(Contract, HelpTextIsTheLiteralOne) {
+  std::string text = "usage: @NAME@ <options> <cmd> <args>\n\ncommands:\n";
+  for (const contract::Command& command : contract::Get().commands) {
+    text += command.listed ? "   " + command.word + "\t\t" + command.help + "\n" : "";
+  }
+  text += "\noptions:\n";
+  for (const char letter : contract::Get().helpOrder) {
+    const auto& options = contract::Get().options;
+    text += std::find_if(options.begin(), options.end(), [&](const contract::Option& option) {
+              return option.letter == letter;
+            })->help;
+    text += "\n";
+  }
+  EXPECT_EQ(text, ReadFile(TREL_USAGE_TEXT));
+}
+
+/// The format as a regular expression: each conversion is what may stand there.
+std::string PatternOf(const std::string& format) {
+  std::string pattern;
+  for (std::size_t index = 0; index < format.size(); ++index) {
+    if (format.compare(index, 2, "%s") == 0) {
+      pattern += "[^\n]*";
+      ++index;
+    } else if (format.compare(index, 2, "%d") == 0) {
+      pattern += "-?[0-9]+";
+      ++index;
+    } else {
+      pattern +=
+          (std::string_view(".()").find(format[index]) != std::string_view::npos ? "\\" : "");
+      pattern += format[index];
+    }
+  }
+  return pattern;
+}
+
+TEST(Contract, DiagnosticsAreThoseOfTheirCommandLines) {
+  for (const contract::Diagnostic& diagnostic : contract::Get().diagnostics) {
+    if (diagnostic.args.empty()) {
+      EXPECT_EQ(diagnostic.option + diagnostic.check, "") << diagnostic.text;
+      continue;
+    }
+    const ProcessResult run = RunClientAlone(diagnostic.args);
+    EXPECT_THAT(run.err, testing::MatchesRegex(PatternOf(diagnostic.text)));
+    EXPECT_EQ(std::to_string(run.exitValue), diagnostic.exit) << diagnostic.text;
+  }
+}
+
+TEST(Contract, WorkItemsHaveTheirNumbers) {
+  const contract::Option& option = *contract::Get().OptionOfName("work-item");
+  for (const contract::NamedNumber& item : option.names->numbers) {
+    const ClientResult run = RunClient({"enable-workitem", "-i", item.name}, EncodeFrame(0, ""));
+    EXPECT_EQ(run.request.substr(standin::HEADER_SIZE, 2),
+              (std::to_string(item.number) + '\0').substr(0, 2))
+        << item.name;
+  }
 }
 
 }  // namespace

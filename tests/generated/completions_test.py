@@ -6,6 +6,7 @@ completions_test.py bash|zsh|fish <folder of the completions>
 The client's name leads to a program that leaves a mark: no place may make one.
 """
 
+import json
 import os
 import pathlib
 import pty
@@ -23,25 +24,10 @@ COMPLETIONS = pathlib.Path()
 
 UUID = "01234567-89ab-cdef-0123-456789abcdef"
 
-LISTED = """stats crawler fitness-stats-get log-level fix-object-immediate
-start-proactive-rebalance stop-proactive-rebalance info-proactive-rebalance fix-concats
-info-rebalance resources-to-fix-unhealthy-objects what-if-entity-decom what-if-upgrade
-what-if-cancel force-reconfigure-the-object update-treldb replace-treldb
-enable-trel-recovery-mode enable-workitem disable-workitem get-obj-crawler-state
-pause-decom-state-progress resume-decom-state-progress start-decom-state-heartbeat
-pause-failed-delta-entry-processing block-cdb-cb refresh-config-opts
-component-manual-move set-global-exclusion-list info-owner-rebalance set-preferred-fd
-set-nonPreferred-fd"""
-
-WORK_ITEMS = """PLACEMENT DECOM_CLEANUP CLEANUP VOTES_REBALANCE FIX_FD_IDS MOVE
-REACTIVE_REBALANCE DECOM FORCE_REPAIR FORCE_RECONFIGURE RECOVERY REPAIR CHANGE
-CHANGE_PENDING COMPLIANCE CONCAT PROACTIVE_REBALANCE DELTA_DECOM FORMAT_CHANGE
-UNPLANNED_DELTA MANUAL_MOVE CONCAT_IN_MIDDLE"""
-
-ALL_OPTIONS = """-h --help -o --output-path -s --socket-path -t --timeout -u --uuid
--l --uuid-list -j --json -f --file-path -d --decom-mode -e --ensure-durability
--r --reason -i --work-item -m --recovery-mode -w --wipe-disk -a --all
--n --destination-list -x --exclusion-list -X --exclusion-mode"""
+CATALOGUE = json.loads((HERE.parents[1] / "generated/commands.json").read_text())
+LISTED = " ".join(command["word"] for command in CATALOGUE["commands"] if command["listed"])
+WORK_ITEMS = " ".join(item["name"] for item in CATALOGUE["workItems"])
+ALL_OPTIONS = " ".join(f"-{option['letter']} --{option['name']}" for option in CATALOGUE["options"])
 
 COMMON = "-h --help -s --socket-path -t --timeout"
 
