@@ -47,9 +47,6 @@ if(NOT TREL_SANITIZERS)
   target_compile_options(trel_hardening INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>
     -fstack-protector-strong -fstack-clash-protection
-    # Linux keeps 1 MiB free below the stack. Told of 128 KiB of it, the compiler does
-    # not touch every page of the entry function's frame in every run.
-    $<$<CXX_COMPILER_ID:GNU>:--param=stack-clash-protection-guard-size=17>
     $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>)
   target_link_options(trel_hardening INTERFACE
     -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
@@ -59,4 +56,7 @@ endif()
 add_library(trel_client_flags INTERFACE)
 target_link_libraries(trel_client_flags INTERFACE trel_hardening)
 target_compile_options(trel_client_flags INTERFACE -fno-exceptions -fno-rtti -Wnull-dereference)
+# Output files beyond 2 GiB on 32-bit machines. Elsewhere fopen keeps its plain name.
+target_compile_definitions(trel_client_flags INTERFACE
+  $<$<EQUAL:${CMAKE_SIZEOF_VOID_P},4>:_FILE_OFFSET_BITS=64>)
 target_link_options(trel_client_flags INTERFACE -Wl,--as-needed)

@@ -1,4 +1,4 @@
-// Command selection and the ten argument checks, one case for each.
+// Command selection and the argument checks, one case for each, with their messages.
 
 #include "client/argument_checks.h"
 
@@ -8,71 +8,78 @@
 namespace trel {
 namespace {
 
-/// CHECK_LOG_LEVEL and CHECK_CALLBACK_WORDS.
-///
-/// Kept on purpose: the word looked at stands in the place that the last long
-/// option has in the option table (1 without one), and all that it must not be is
-/// missing or a number that strtoul(3) turns into ULONG_MAX. A place beyond the
-/// argument count is treated as if equal to it: the check fails, nothing is read.
-bool HasWordInLongOptionPlace(int argc, char** argv, const ClientOptions& options) {
-  const int place = options.longOptionIndex;
-  return place < argc && std::strtoul(argv[place], nullptr, 10) != ULONG_MAX;
+constexpr char UUID_MISSING[] = "UUID must be provided (specify with --uuid)\n";
+
+UsageError Unless(bool passes, const char* message) {
+  return passes ? UsageError{} : UsageError{.format = message};
 }
 
-UsageErrorKind CheckMoveLists(const ClientOptions& options) {
+/// Tests argv[longOptionIndex]; fails if there is none or if it converts to
+/// ULLONG_MAX. Kept on purpose for the two checks that call it. An index beyond the
+/// argument count is treated as if equal to it: the check fails, nothing is read.
+bool HasWordAtLongOptionIndex(int argc, char** argv, const ClientOptions& options) {
+  const int index = options.longOptionIndex;
+  return index < argc && std::strtoull(argv[index], nullptr, 10) != ULLONG_MAX;
+}
+
+UsageError CheckMoveLists(const ClientOptions& options) {
   if (!options.uuidGiven) {
-    return UsageErrorKind::UUID_MISSING;
+    return {.format = UUID_MISSING};
   }
   if (options.destinationListGiven == options.exclusionListGiven) {
-    return UsageErrorKind::MOVE_LISTS_NOT_ONE;
+    return {.format =
+                "Either destination list(specify with -n/--destination-list) or exclusion list "
+                "(specify with -x/--exclusion-list) should be provided \n"};
   }
   const char* list = options.destinationListGiven ? options.destinationList : options.exclusionList;
-  return list[0] != '\0' ? UsageErrorKind::NONE : UsageErrorKind::MOVE_LIST_EMPTY;
+  return Unless(list[0] != '\0', "Empty destination or exclusion list not allowed.");
 }
 
-UsageErrorKind ApplyCheck(ArgumentCheck check, int argc, char** argv,
-                          const ClientOptions& options) {
-  const auto unless = [](bool passes, UsageErrorKind kind) {
-    return passes ? UsageErrorKind::NONE : kind;
-  };
+UsageError ApplyCheck(ArgumentCheck check, int argc, char** argv, const ClientOptions& options) {
   switch (check) {
     case ArgumentCheck::CHECK_NONE:
-      break;
+      return {};
     case ArgumentCheck::CHECK_UUID_OR_ALL:
       // Kept on purpose: --all is enough for each command with this check.
-      return unless(options.uuidGiven || options.all != 0, UsageErrorKind::UUID_MISSING);
+      return Unless(options.uuidGiven || options.all != 0, UUID_MISSING);
     case ArgumentCheck::CHECK_UUID_LIST:
-      return unless(options.uuidListGiven, UsageErrorKind::UUID_LIST_MISSING);
+      return Unless(options.uuidListGiven,
+                    "UUID's must be provided, separated by comma (specify with --uuid-list)\n");
     case ArgumentCheck::CHECK_JSON:
-      return unless(options.jsonGiven, UsageErrorKind::JSON_MISSING);
+      return Unless(options.jsonGiven,
+                    "Fitness config must be provided (specify with --json <json object>)\n");
     case ArgumentCheck::CHECK_LOG_LEVEL:
-      return unless(HasWordInLongOptionPlace(argc, argv, options),
-                    UsageErrorKind::LOG_LEVEL_MISSING);
+      return Unless(HasWordAtLongOptionIndex(argc, argv, options),
+                    "Log level must be specified. E.g.: trel-tool log-level 2\n");
     case ArgumentCheck::CHECK_RECOVERY_TARGET:
-      return unless(options.recoveryTargetCount > 0, UsageErrorKind::RECOVERY_TARGET_MISSING);
+      return Unless(options.recoveryTargetCount > 0,
+                    "Either recovery mode(specify with -m/--recovery-Mode) or uuid(specify with "
+                    "-u/--uuid) must be provided\n");
     case ArgumentCheck::CHECK_WORK_ITEM:
-      return unless(options.workItem != WorkItemType::NONE, UsageErrorKind::WORK_ITEM_MISSING);
+      return Unless(options.workItem != NO_WORK_ITEM,
+                    "work-item type must be provided (specify with -i/--work-item)\n");
     case ArgumentCheck::CHECK_CALLBACK_WORDS:
-      return unless(HasWordInLongOptionPlace(argc, argv, options),
-                    UsageErrorKind::CALLBACK_WORDS_MISSING);
+      return Unless(HasWordAtLongOptionIndex(argc, argv, options),
+                    "Callback entry and event type must be provided.\n");
     case ArgumentCheck::CHECK_MOVE_LISTS:
       return CheckMoveLists(options);
     case ArgumentCheck::CHECK_EXCLUSION_LIST:
       // Kept on purpose: an empty list passes here, unlike in CHECK_MOVE_LISTS.
-      return unless(options.exclusionListGiven, UsageErrorKind::EXCLUSION_LIST_MISSING);
+      return Unless(options.exclusionListGiven,
+                    "Exclusion list must be provided (specify with -x/--exclusion-list)");
   }
-  return UsageErrorKind::NONE;
+  __builtin_unreachable();
 }
 
 }  // namespace
 
 UsageError SelectCommand(int argc, char** argv, int wordIndex, const CommandSpec** commandOut) {
   if (wordIndex == argc) {
-    return {.kind = UsageErrorKind::COMMAND_MISSING};
+    return {.format = "Command string missing\n"};
   }
   const CommandSpec* command = FindCommand(argv[wordIndex]);
   if (command == nullptr) {
-    return {.kind = UsageErrorKind::COMMAND_UNKNOWN, .text = argv[wordIndex]};
+    return {.format = "Unrecognized command: %s\n", .text = argv[wordIndex]};
   }
   *commandOut = command;
   return {};
@@ -82,7 +89,7 @@ UsageError CheckCommandArguments(const CommandSpec& command, int argc, char** ar
                                  ClientOptions& options) {
   const int next = wordIndex + 1;
   options.commandArgIndex = argc > next ? next : 0;
-  return {.kind = ApplyCheck(command.check, argc, argv, options)};
+  return ApplyCheck(command.check, argc, argv, options);
 }
 
 }  // namespace trel

@@ -12,16 +12,16 @@ namespace trel {
 
 /// Looks up the command word at `wordIndex` of `argv` (`argc` words, as
 /// getopt_long(3) has reordered them). On success `*commandOut` is its row;
-/// otherwise it is untouched and the error is COMMAND_MISSING or COMMAND_UNKNOWN.
+/// without a word or with an unknown one it is untouched and the error says so.
 [[nodiscard]] UsageError SelectCommand(int argc, char** argv, int wordIndex,
                                        const CommandSpec** commandOut);
 
 /// Sets `options.commandArgIndex` to the index of the word that follows the
 /// command word at `wordIndex`, or to 0 when none does, and applies the check of
-/// `command`. The error is of kind NONE when the check passes.
+/// `command`.
 ///
-/// Kept on purpose: the check of `log-level` and `block-cdb-cb` does not look at
-/// the words that follow but at the one in place `longOptionIndex`.
+/// Kept on purpose: the check of `log-level` and `block-cdb-cb` does not test the words
+/// that follow but argv[longOptionIndex].
 [[nodiscard]] UsageError CheckCommandArguments(const CommandSpec& command, int argc, char** argv,
                                                int wordIndex, ClientOptions& options);
 

@@ -5,49 +5,41 @@
 #define TREL_CLIENT_CLIENT_OPTIONS_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-
-#include "client/wire_records.h"
 
 namespace trel {
 
-/// Types of the daemon's work items. The numbers are the protocol's; 4 is not
-/// used.
-enum class WorkItemType : std::uint32_t {
-  NONE = 0,
-  PLACEMENT = 1,
-  DECOM_CLEANUP = 2,
-  CLEANUP = 3,
-  VOTES_REBALANCE = 5,
-  FIX_FD_IDS = 6,
-  MOVE = 7,
-  REACTIVE_REBALANCE = 8,
-  DECOM = 9,
-  FORCE_REPAIR = 10,
-  FORCE_RECONFIGURE = 11,
-  RECOVERY = 12,
-  REPAIR = 13,
-  CHANGE = 14,
-  CHANGE_PENDING = 15,
-  COMPLIANCE = 16,
-  CONCAT = 17,
-  PROACTIVE_REBALANCE = 18,
-  DELTA_DECOM = 19,
-  FORMAT_CHANGE = 20,
-  UNPLANNED_DELTA = 21,
-  MANUAL_MOVE = 22,
-  CONCAT_IN_MIDDLE = 23,
-};
+/// A binary UUID, byte 0 first, never reordered.
+using Uuid = std::array<std::uint8_t, 16>;
+
+/// Characters of a UUID text: 8-4-4-4-12 lower-case hexadecimal digits.
+inline constexpr std::size_t UUID_TEXT_LENGTH = 36;
+/// Bytes of one list entry: a UUID text and its comma or terminator.
+inline constexpr std::size_t UUID_LIST_ENTRY_SIZE = UUID_TEXT_LENGTH + 1;
+/// Bytes of a UUID list area: 2560 entries, the last one's terminator included.
+inline constexpr std::size_t UUID_LIST_CAPACITY = 94720;
+static_assert(UUID_LIST_CAPACITY == 2560 * UUID_LIST_ENTRY_SIZE);
+
+/// Most characters of a path given with --file-path.
+inline constexpr std::size_t FILE_PATH_MAX_LENGTH = 4096;
+
+/// Number of a type of work item; options.cc has their names.
+using WorkItemType = std::uint32_t;
+inline constexpr WorkItemType NO_WORK_ITEM = 0;
 
 inline constexpr char DEFAULT_SOCKET_PATH[] = "/var/run/treld.uds";
 
-/// What the daemon is asked for when start-proactive-rebalance has no words.
-inline constexpr RebalanceParams DEFAULT_REBALANCE_PARAMS = {
-    .timeSpan = 86400,
-    .varianceThreshold = 0.3,
-    .timeThreshold = 1800,
-    .rateThreshold = 14913081,
+/// What start-proactive-rebalance asks for, sent as it stands. The defaults hold for
+/// the words that are not given.
+struct RebalanceParams {
+  std::uint64_t timeSpan = 86400;          ///< seconds
+  double varianceThreshold = 0.3;          ///< 0 to 1
+  std::uint64_t timeThreshold = 1800;      ///< seconds
+  std::uint64_t rateThreshold = 14913081;  ///< MB per hour
 };
+
+struct LargeRequests;
 
 struct ClientOptions {
   /// -o; refers to the argument vector. Null: the reply goes to standard output.
@@ -56,24 +48,23 @@ struct ClientOptions {
   const char* socketPath = DEFAULT_SOCKET_PATH;
   Uuid uuid = {};  ///< -u
   bool uuidGiven = false;
-  /// -l writes its text straight into the `uuidList` field of the request that
-  /// it is for; building the request fills in the other fields. The one member
-  /// without a default: the run sequence makes the list empty and leaves the rest
-  /// of it unset, because a zero fill would touch 24 pages in every run.
-  UpgradeWhatIfRequest upgradeWhatIf;
+  /// Zero-filled, owned by the caller of the run. -l writes its text straight into
+  /// the list of the what-if-upgrade request.
+  LargeRequests* largeRequests = nullptr;
   bool uuidListGiven = false;
   /// -j; a copy that is never released, not even for a later -j.
   char* json = nullptr;
   bool jsonGiven = false;
   /// -f; terminated by what is left of its zero fill.
   std::array<char, FILE_PATH_MAX_LENGTH + 1> filePath = {};
-  std::uint32_t decomMode = 0;                 ///< -d
-  bool ensureDurability = false;               ///< -e
-  std::uint32_t reason = 0;                    ///< -r
-  WorkItemType workItem = WorkItemType::NONE;  ///< -i
-  std::uint32_t recoveryMode = 0;              ///< -m, 0 to 7
-  bool wipeDisk = false;                       ///< -w
-  std::int32_t all = 0;                        ///< -a, 0 or 1
+  std::uint32_t decomMode = 0;           ///< -d
+  bool ensureDurability = false;         ///< -e
+  std::uint32_t reason = 0;              ///< -r
+  WorkItemType workItem = NO_WORK_ITEM;  ///< -i
+  std::uint32_t recoveryMode = 0;        ///< -m, 0 to 7
+  bool wipeDisk = false;                 ///< -w
+  /// -a, 0 or 1. A number because it is sent as one, in decimal.
+  std::int32_t all = 0;
   /// -n; UUID_LIST_CAPACITY bytes owned by the run sequence.
   char* destinationList = nullptr;
   bool destinationListGiven = false;
@@ -84,7 +75,7 @@ struct ClientOptions {
   /// How often -u and -m were accepted.
   std::uint32_t recoveryTargetCount = 0;
   /// Overwritten by the positional words of start-proactive-rebalance.
-  RebalanceParams rebalanceParams = DEFAULT_REBALANCE_PARAMS;
+  RebalanceParams rebalanceParams;
   /// Index in the argument vector of the first word after the command word, 0
   /// when there is none. Set by CheckCommandArguments.
   std::int32_t commandArgIndex = 0;

@@ -1,19 +1,21 @@
-// The command table: one row for each of the 37 commands. Lookup, checks, the
-// exchange and the help text all read these rows; nothing else lists commands.
+// The command table: one row for each command. Lookup, checks, the exchange and the
+// help text all read these rows; nothing else lists commands.
 
 #ifndef TREL_CLIENT_COMMAND_TABLE_H
 #define TREL_CLIENT_COMMAND_TABLE_H
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "client/client_options.h"
+#include "client/payload.h"
 #include "transport/message.h"
 
 namespace trel {
 
 /// What the positional words and options of a command must hold before anything
-/// is sent. argument_checks.h tells what each of them tests.
+/// is sent. argument_checks.cc has what each of them tests.
 enum class ArgumentCheck {
   CHECK_NONE,
   CHECK_UUID_OR_ALL,
@@ -27,31 +29,12 @@ enum class ArgumentCheck {
   CHECK_EXCLUSION_LIST,
 };
 
-/// What the run does once the request has been sent. reply.h carries it out.
+/// What the run does once the request has been sent. reply.cc carries it out.
 enum class ReplyMode {
   REPLY_STREAM,  ///< no frame: copied until the daemon closes the connection
   REPLY_PRINT,   ///< a frame whose payload is printed
   REPLY_SILENT,  ///< a frame of which only an error status is reported
   REPLY_NONE,    ///< nothing is read
-};
-
-/// Which bytes follow the header of a request. payload.h builds them.
-enum class PayloadKind {
-  EMPTY,
-  UUID_TEXT,
-  JSON_TEXT,
-  LOG_LEVEL_WORD,
-  REBALANCE_PARAMS,
-  DECOM_WHAT_IF,
-  UPGRADE_WHAT_IF,
-  RECONFIGURE,
-  FILE_PATH_TEXT,
-  UUID_AND_RECOVERY_MODE,
-  UUID_AND_ALL_FLAG,
-  WORK_ITEM_TEXT,
-  CALLBACK_BLOCK,
-  MANUAL_MOVE,
-  GLOBAL_EXCLUSION,
 };
 
 // Receive time-outs in seconds.
@@ -69,26 +52,22 @@ struct CommandSpec {
   CommandCode code;
   ArgumentCheck check;
   std::uint32_t receiveTimeoutSeconds;
-  /// Without --all; ReplyModeOf tells the mode of a run.
+  /// Without --all; ReplyModeOf gives the mode of a run.
   ReplyMode replyMode;
-  PayloadKind payloadKind;
+  /// Builds the payload and sends the request.
+  PayloadSender* sendPayload;
   /// What the help text says; null for a working command that it leaves out.
   const char* helpDescription;
 };
-
-inline constexpr std::size_t COMMAND_COUNT = 37;
 
 /// Bytes that hold the help text's line of any row, terminator included.
 inline constexpr std::size_t HELP_LINE_CAPACITY = 512;
 
 /// All rows, in code order: the row of code c stands at c - 1.
-extern const std::array<CommandSpec, COMMAND_COUNT> COMMAND_TABLE;
+extern const std::span<const CommandSpec> COMMAND_TABLE;
 
 /// The row whose word equals the terminated `word` exactly, or null.
 [[nodiscard]] const CommandSpec* FindCommand(const char* word);
-
-/// The row of `code`. A code that no command has gets the row of CODE_STATS.
-[[nodiscard]] const CommandSpec& CommandOfCode(CommandCode code);
 
 /// The reply mode of this run: the row's, but for get-obj-crawler-state, which
 /// streams when --all was given.

@@ -1,5 +1,15 @@
-// The program. All of it but this line is a library that the tests link too.
+// The program. All else is a library that the tests link too.
 
+#include "client/payload.h"
 #include "client/run.h"
 
-int main(int argc, char** argv) { return static_cast<int>(trel::RunClient(argc, argv)); }
+namespace {
+
+/// Zero from the start, and takes no memory until a command uses it.
+constinit trel::LargeRequests largeRequests{};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return static_cast<int>(trel::RunClient(argc, argv, largeRequests));
+}

@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
+#include "client/payload.h"
 #include "support/qslibs.h"
 
 namespace trel {
@@ -21,6 +23,36 @@ constexpr int UUID_FIELDS_NEEDED = 8;
 /// on purpose: one entry fewer than -l admits.
 constexpr std::size_t UUID_LIST_MAX_LENGTH = UUID_LIST_CAPACITY - 2;
 
+/// The types of work items by the names that -i takes, exactly. Number 4 is not used.
+struct WorkItemName {
+  const char* name;
+  WorkItemType type;
+};
+constexpr WorkItemName WORK_ITEM_NAMES[] = {
+    {"PLACEMENT", 1},
+    {"DECOM_CLEANUP", 2},
+    {"CLEANUP", 3},
+    {"VOTES_REBALANCE", 5},
+    {"FIX_FD_IDS", 6},
+    {"MOVE", 7},
+    {"REACTIVE_REBALANCE", 8},
+    {"DECOM", 9},
+    {"FORCE_REPAIR", 10},
+    {"FORCE_RECONFIGURE", 11},
+    {"RECOVERY", 12},
+    {"REPAIR", 13},
+    {"CHANGE", 14},
+    {"CHANGE_PENDING", 15},
+    {"COMPLIANCE", 16},
+    {"CONCAT", 17},
+    {"PROACTIVE_REBALANCE", 18},
+    {"DELTA_DECOM", 19},
+    {"FORMAT_CHANGE", 20},
+    {"UNPLANNED_DELTA", 21},
+    {"MANUAL_MOVE", 22},
+    {"CONCAT_IN_MIDDLE", 23},
+};
+
 /// Whether the short options have `entry`, with an argument if and only if it has one.
 consteval bool HasShortForm(const option& entry) {
   for (const char* letter = SHORT_OPTIONS; *letter != '\0'; ++letter) {
@@ -32,32 +64,63 @@ consteval bool HasShortForm(const option& entry) {
 }
 
 consteval bool ShortAndLongOptionsAgree() {
-  std::size_t letters = 0;
+  std::ptrdiff_t letters = 0;
   for (const char letter : std::string_view(SHORT_OPTIONS)) {
     letters += letter != ':' ? 1 : 0;
   }
-  for (std::size_t row = 0; row < OPTION_COUNT; ++row) {
-    if (!HasShortForm(LONG_OPTIONS[row]) || LONG_OPTIONS[row].flag != nullptr) {
+  const option* entry = LONG_OPTIONS;
+  for (; entry->name != nullptr; ++entry) {
+    if (!HasShortForm(*entry) || entry->flag != nullptr) {
       return false;
     }
   }
-  return letters == OPTION_COUNT && LONG_OPTIONS[OPTION_COUNT].name == nullptr;
+  return letters == entry - LONG_OPTIONS && entry + 1 == std::end(LONG_OPTIONS);
 }
 static_assert(ShortAndLongOptionsAgree());
 
-/// Converts `text` as all numeric options do and keeps the low 32 bits. False if
-/// the number is beyond 64 bits. Kept on purpose: nothing else is an error, so a
-/// text without digits is 0, what follows the digits is ignored, and -1 is
-/// 4294967295.
-bool ParseNumber(const char* text, std::uint32_t* number) {
+/// Converts `text` as all numeric options do and keeps the low 32 bits. A number
+/// beyond 64 bits is refused with the message `refusal`. Kept on purpose: nothing else
+/// is an error, so a text without digits is 0, what follows the digits is ignored, and
+/// -1 is 4294967295.
+UsageError ParseNumber(const char* text, const char* refusal, std::uint32_t* number) {
   errno = 0;
-  *number = static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
-  return errno == 0;
+  *number = static_cast<std::uint32_t>(std::strtoull(text, nullptr, 10));
+  return errno == 0 ? UsageError{} : UsageError{.format = refusal, .text = text};
+}
+
+/// -t. Kept on purpose: checked, then forgotten; the time-outs are the table's.
+UsageError ParseWaitTimeout(const char* text) {
+  std::uint32_t forgotten = 0;
+  return ParseNumber(text, "Failed to parse wait timeout: %s\n", &forgotten);
+}
+
+UsageError ParseRecoveryMode(const char* text, ClientOptions& options) {
+  static constexpr char REFUSAL[] = "Failed to parse recoveryMode: %s\n";
+  const UsageError error = ParseNumber(text, REFUSAL, &options.recoveryMode);
+  if (IsError(error)) {
+    return error;
+  }
+  if (options.recoveryMode > RECOVERY_MODE_MAX) {
+    return {.format = REFUSAL, .text = text};
+  }
+  ++options.recoveryTargetCount;
+  return {};
+}
+
+UsageError ParseExclusionMode(const char* text, ClientOptions& options) {
+  const UsageError error =
+      ParseNumber(text, "Failed to parse exclusion mode: %s\n", &options.exclusionMode);
+  if (!IsError(error) && options.exclusionMode > EXCLUSION_MODE_MAX) {
+    return {.format = "Invalid exclusion mode: %d\n",
+            .number = static_cast<int>(options.exclusionMode)};
+  }
+  return error;
 }
 
 /// Kept on purpose: a text cut after its third group is accepted, and bytes that
 /// it does not supply stay as they are.
-UsageError ParseUuid(const char* text, Uuid& uuid) {
+UsageError ParseUuid(const char* text, ClientOptions& options) {
+  Uuid& uuid = options.uuid;
   // The count is the check, so the values need none: NOLINTNEXTLINE(cert-err34-c)
   const int fields = std::sscanf(
       text,
@@ -66,8 +129,10 @@ UsageError ParseUuid(const char* text, Uuid& uuid) {
       uuid.data(), &uuid[1], &uuid[2], &uuid[3], &uuid[4], &uuid[5], &uuid[6], &uuid[7], &uuid[8],
       &uuid[9], &uuid[10], &uuid[11], &uuid[12], &uuid[13], &uuid[14], &uuid[15]);
   if (fields < UUID_FIELDS_NEEDED) {
-    return {.kind = UsageErrorKind::UUID_NOT_PARSED, .text = text, .number = fields};
+    return {.format = "Failed to parse UUID: %s, length=%d\n", .text = text, .number = fields};
   }
+  options.uuidGiven = true;
+  ++options.recoveryTargetCount;
   return {};
 }
 
@@ -75,59 +140,63 @@ UsageError ParseUuid(const char* text, Uuid& uuid) {
 /// length is tested, never the characters.
 bool IsUuidListLength(std::size_t length) { return (length + 1) % UUID_LIST_ENTRY_SIZE == 0; }
 
+constexpr char UUID_LIST_REFUSAL[] = "Invalid UUID: %s\n";
+
 /// -l. Kept on purpose: an empty text is refused, and a text that does not fit
 /// has no message but ends the process.
-UsageError CopyUuidList(const char* text, std::array<char, UUID_LIST_CAPACITY>& list) {
+UsageError CopyUuidList(const char* text, ClientOptions& options) {
   const std::size_t length = std::strlen(text);
   if (!IsUuidListLength(length)) {
-    return {.kind = UsageErrorKind::UUID_LIST_INVALID, .text = text};
+    return {.format = UUID_LIST_REFUSAL, .text = text};
   }
+  std::array<char, UUID_LIST_CAPACITY>& list = options.largeRequests->upgradeWhatIf.uuidList;
   if (length >= list.size()) {
     std::abort();
   }
   std::memcpy(list.data(), text, length + 1);
+  options.uuidListGiven = true;
   return {};
 }
 
 /// -n and -x, into a buffer of UUID_LIST_CAPACITY bytes. Kept on purpose: an
 /// empty text is accepted here.
-UsageError CopyMoveList(const char* text, char* list, UsageErrorKind tooLong) {
+UsageError CopyMoveList(const char* text, const char* refusalOfLength, char* list, bool* given) {
   const std::size_t length = std::strlen(text);
   if (length != 0 && !IsUuidListLength(length)) {
-    return {.kind = UsageErrorKind::UUID_LIST_INVALID, .text = text};
+    return {.format = UUID_LIST_REFUSAL, .text = text};
   }
   if (length > UUID_LIST_MAX_LENGTH) {
-    return {.kind = tooLong};
+    return {.format = refusalOfLength};
   }
   std::memcpy(list, text, length + 1);
+  *given = true;
   return {};
 }
 
-/// -f. Kept on purpose: no terminator is written, so what a longer path of an
-/// earlier -f had behind this one stays.
-UsageError CopyFilePath(const char* text, std::array<char, FILE_PATH_MAX_LENGTH + 1>& filePath) {
+/// -f. Kept on purpose: no terminator is written, so after a longer path of an
+/// earlier -f the rest of that path stays.
+UsageError CopyFilePath(const char* text, ClientOptions& options) {
   const std::size_t length = std::strlen(text);
   if (length > FILE_PATH_MAX_LENGTH) {
-    return {.kind = UsageErrorKind::FILE_PATH_TOO_LONG};
+    return {.format = "File path is longer than the max path length"};
   }
-  std::memcpy(filePath.data(), text, length);
+  std::memcpy(options.filePath.data(), text, length);
   return {};
 }
 
-UsageError ParseWorkItem(const char* text, WorkItemType& workItem) {
+UsageError ParseWorkItem(const char* text, ClientOptions& options) {
   for (const WorkItemName& row : WORK_ITEM_NAMES) {
     if (std::strcmp(row.name, text) == 0) {
-      workItem = row.type;
+      options.workItem = row.type;
       return {};
     }
   }
-  return {.kind = UsageErrorKind::WORK_ITEM_UNKNOWN, .text = text};
+  return {.format = "Invalid work-item type name: %s\n", .text = text};
 }
 
 /// Handles one option that getopt_long(3) has recognised, -h excepted.
 /// `argument` is null for the options that take none.
 UsageError ApplyOption(int letter, const char* argument, ClientOptions& options) {
-  UsageError error;
   switch (letter) {
     case 'o':
       options.outputPath = argument;
@@ -135,53 +204,29 @@ UsageError ApplyOption(int letter, const char* argument, ClientOptions& options)
     case 's':
       options.socketPath = argument;
       return {};
-    case 't': {
-      // Kept on purpose: checked, then forgotten; the time-outs are the table's.
-      std::uint32_t forgotten = 0;
-      if (!ParseNumber(argument, &forgotten)) {
-        return {.kind = UsageErrorKind::WAIT_TIMEOUT_NOT_PARSED, .text = argument};
-      }
-      return {};
-    }
+    case 't':
+      return ParseWaitTimeout(argument);
     case 'u':
-      error = ParseUuid(argument, options.uuid);
-      if (!IsError(error)) {
-        options.uuidGiven = true;
-        ++options.recoveryTargetCount;
-      }
-      return error;
+      return ParseUuid(argument, options);
     case 'l':
-      error = CopyUuidList(argument, options.upgradeWhatIf.uuidList);
-      options.uuidListGiven |= !IsError(error);
-      return error;
+      return CopyUuidList(argument, options);
     case 'j':
       options.json = UtilSafeStrdup0(argument);
       options.jsonGiven = true;
       return {};
     case 'f':
-      return CopyFilePath(argument, options.filePath);
+      return CopyFilePath(argument, options);
     case 'd':
-      if (!ParseNumber(argument, &options.decomMode)) {
-        return {.kind = UsageErrorKind::DECOM_MODE_NOT_PARSED, .text = argument};
-      }
-      return {};
+      return ParseNumber(argument, "Failed to parse decomMode: %s\n", &options.decomMode);
     case 'e':
       options.ensureDurability = true;
       return {};
     case 'r':
-      if (!ParseNumber(argument, &options.reason)) {
-        return {.kind = UsageErrorKind::REASON_NOT_PARSED, .text = argument};
-      }
-      return {};
+      return ParseNumber(argument, "Failed to parse reason: %s\n", &options.reason);
     case 'i':
-      return ParseWorkItem(argument, options.workItem);
+      return ParseWorkItem(argument, options);
     case 'm':
-      if (!ParseNumber(argument, &options.recoveryMode) ||
-          options.recoveryMode > RECOVERY_MODE_MAX) {
-        return {.kind = UsageErrorKind::RECOVERY_MODE_REFUSED, .text = argument};
-      }
-      ++options.recoveryTargetCount;
-      return {};
+      return ParseRecoveryMode(argument, options);
     case 'w':
       options.wipeDisk = true;
       return {};
@@ -189,27 +234,16 @@ UsageError ApplyOption(int letter, const char* argument, ClientOptions& options)
       options.all = 1;
       return {};
     case 'n':
-      error = CopyMoveList(argument, options.destinationList,
-                           UsageErrorKind::DESTINATION_LIST_TOO_LONG);
-      options.destinationListGiven |= !IsError(error);
-      return error;
+      return CopyMoveList(argument, "Destination list is longer than max limit\n",
+                          options.destinationList, &options.destinationListGiven);
     case 'x':
-      error =
-          CopyMoveList(argument, options.exclusionList, UsageErrorKind::EXCLUSION_LIST_TOO_LONG);
-      options.exclusionListGiven |= !IsError(error);
-      return error;
+      return CopyMoveList(argument, "Exclusion list is longer than max limit\n",
+                          options.exclusionList, &options.exclusionListGiven);
     case 'X':
-      if (!ParseNumber(argument, &options.exclusionMode)) {
-        return {.kind = UsageErrorKind::EXCLUSION_MODE_NOT_PARSED, .text = argument};
-      }
-      if (options.exclusionMode > EXCLUSION_MODE_MAX) {
-        return {.kind = UsageErrorKind::EXCLUSION_MODE_INVALID,
-                .number = static_cast<int>(options.exclusionMode)};
-      }
-      return {};
+      return ParseExclusionMode(argument, options);
     default:
       // '?': an unknown option, an ambiguous prefix or a missing argument.
-      return {.kind = UsageErrorKind::TOLD_BY_LIBRARY};
+      return REPORTED_BY_GETOPT;
   }
 }
 
@@ -218,7 +252,7 @@ UsageError ApplyOption(int letter, const char* argument, ClientOptions& options)
 ParseResult ParseOptions(int argc, char** argv, ClientOptions& options) {
   for (;;) {
     const int letter =
-        getopt_long(argc, argv, SHORT_OPTIONS, LONG_OPTIONS.data(), &options.longOptionIndex);
+        getopt_long(argc, argv, SHORT_OPTIONS, LONG_OPTIONS, &options.longOptionIndex);
     if (letter == -1) {
       return {.wordIndex = optind};
     }

@@ -1,146 +1,178 @@
-// The payload builders, one for each kind of payload that is more than a text
-// taken as it stands.
+// One function for each type of payload, and the texts that they share.
 
 #include "client/payload.h"
 
+#include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <type_traits>
+
+#include "client/command_table.h"
+#include "support/safe_alloc.h"
 
 namespace trel {
 namespace {
 
-template <typename Record>
-void Clear(Record* record) {
-  static_assert(std::is_trivially_copyable_v<Record>);
-  std::memset(record, 0, sizeof *record);
+ReturnStatus Send(const Request& request, const void* payload, std::size_t length) {
+  return SendCommand(request.socket, request.code, payload, length);
 }
 
-/// Copies `text` and its terminator into the list field of a cleared record. The
-/// option parser admits no text that would not fit.
-void CopyList(const char* text, std::array<char, UUID_LIST_CAPACITY>& list) {
-  std::memcpy(list.data(), text, std::strlen(text) + 1);
+ReturnStatus SendTextWithTerminator(const Request& request, const char* text) {
+  return Send(request, text, std::strlen(text) + 1);
 }
 
-std::size_t BuildUuidNumber(const Uuid& uuid, int number, UuidNumberText* record) {
-  Clear(record);
-  FormatUuidText(uuid, std::span(*record).first<UUID_TEXT_LENGTH + 1>());
-  std::snprintf(record->data() + UUID_TEXT_LENGTH, 4, "%d", number);
-  // Kept on purpose: the daemon expects three bytes past the terminator.
-  return std::strlen(record->data()) + 4;
+std::uint32_t EntriesOfLength(std::size_t length) {
+  return static_cast<std::uint32_t>((length + 1) / UUID_LIST_ENTRY_SIZE);
 }
 
-// Both are "%lu" to sscanf(3).
-static_assert(std::is_same_v<decltype(RebalanceParams::timeSpan), unsigned long>);
+/// Copies `text` and its terminator into the list of a zero-filled record and returns
+/// the number of its entries. The option parser admits no text that would not fit.
+std::uint32_t FillList(const char* text, std::array<char, UUID_LIST_CAPACITY>& list) {
+  const std::size_t length = std::strlen(text);
+  std::memcpy(list.data(), text, length + 1);
+  return EntriesOfLength(length);
+}
+
+ReturnStatus SendUuidAndNumber(const Request& request, int number) {
+  std::array<char, 41> text{};
+  FormatUuidText(request.options.uuid, std::span(text).first<UUID_TEXT_LENGTH + 1>());
+  std::snprintf(text.data() + UUID_TEXT_LENGTH, 4, "%d", number);
+  return Send(request, text.data(), std::strlen(text.data()) + 4);
+}
 
 }  // namespace
 
 void FormatUuidText(const Uuid& uuid, std::span<char, UUID_TEXT_LENGTH + 1> text) {
   static constexpr char DIGITS[] = "0123456789abcdef";
-  std::size_t place = 0;
+  std::size_t index = 0;
   for (std::size_t byte = 0; byte < uuid.size(); ++byte) {
     if (byte == 4 || byte == 6 || byte == 8 || byte == 10) {
-      text[place++] = '-';
+      text[index++] = '-';
     }
-    text[place++] = DIGITS[uuid[byte] >> 4];
-    text[place++] = DIGITS[uuid[byte] & 0xf];
+    text[index++] = DIGITS[uuid[byte] >> 4];
+    text[index++] = DIGITS[uuid[byte] & 0xf];
   }
-  text[place] = '\0';
+  text[index] = '\0';
 }
 
-std::uint32_t CountUuidListEntries(const char* text) {
-  return static_cast<std::uint32_t>((std::strlen(text) + 1) / UUID_LIST_ENTRY_SIZE);
+std::uint32_t CountUuidListEntries(const char* text) { return EntriesOfLength(std::strlen(text)); }
+
+ReturnStatus BuildAndSendRequest(int socket, const CommandSpec& command, ClientOptions& options,
+                                 int argc, char** argv) {
+  return command.sendPayload({socket, command.code, options, argc, argv});
 }
 
-std::size_t BuildUuidText(const ClientOptions& options, UuidTextBuffer* record) {
-  FormatUuidText(options.uuid, *record);
-  return UUID_TEXT_LENGTH;
+ReturnStatus SendEmpty(const Request& request) { return Send(request, nullptr, 0); }
+
+ReturnStatus SendUuidText(const Request& request) {
+  UuidTextBuffer text;
+  FormatUuidText(request.options.uuid, text);
+  return Send(request, text.data(), UUID_TEXT_LENGTH);
 }
 
-std::size_t BuildRebalanceParams(ClientOptions& options, int argc, char** argv,
-                                 RebalanceParams* record) {
-  RebalanceParams& params = options.rebalanceParams;
-  const int first = options.commandArgIndex;
-  const int words = first != 0 ? argc - first : 0;
+ReturnStatus SendJsonText(const Request& request) {
+  return SendTextWithTerminator(request, request.options.json);
+}
+
+ReturnStatus SendLogLevelWord(const Request& request) {
+  const char* word = request.argv[request.options.commandArgIndex];
+  return Send(request, word, std::strlen(word));
+}
+
+ReturnStatus SendRebalanceParams(const Request& request) {
+  RebalanceParams& params = request.options.rebalanceParams;
+  const int first = request.options.commandArgIndex;
+  const int words = first != 0 ? request.argc - first : 0;
   // Kept on purpose: what does not convert leaves its field alone, and a number
   // that is followed by something else counts. NOLINTBEGIN(cert-err34-c)
   if (words > 0) {
-    (void)std::sscanf(argv[first], "%lu", &params.timeSpan);
+    (void)std::sscanf(request.argv[first], "%" SCNu64, &params.timeSpan);
   }
   if (words > 1) {
-    (void)std::sscanf(argv[first + 1], "%lf", &params.varianceThreshold);
+    (void)std::sscanf(request.argv[first + 1], "%lf", &params.varianceThreshold);
   }
   if (words > 2) {
-    (void)std::sscanf(argv[first + 2], "%lu", &params.timeThreshold);
+    (void)std::sscanf(request.argv[first + 2], "%" SCNu64, &params.timeThreshold);
   }
   if (words > 3) {
-    (void)std::sscanf(argv[first + 3], "%lu", &params.rateThreshold);
+    (void)std::sscanf(request.argv[first + 3], "%" SCNu64, &params.rateThreshold);
   }
   // NOLINTEND(cert-err34-c)
-  *record = params;
-  return sizeof *record;
+  return Send(request, &params, sizeof params);
 }
 
-std::size_t BuildDecomWhatIf(const ClientOptions& options, DecomWhatIfRequest* record) {
-  Clear(record);
-  record->uuid = options.uuid;
-  record->decomMode = options.decomMode;
-  record->ensureDurability = options.ensureDurability ? 1 : 0;
-  return sizeof *record;
+ReturnStatus SendDecomWhatIf(const Request& request) {
+  DecomWhatIfRequest record{};
+  record.uuid = request.options.uuid;
+  record.decomMode = request.options.decomMode;
+  record.ensureDurability = request.options.ensureDurability ? 1 : 0;
+  return Send(request, &record, sizeof record);
 }
 
-std::size_t BuildUpgradeWhatIf(ClientOptions& options) {
-  UpgradeWhatIfRequest& record = options.upgradeWhatIf;
-  record.uuid = options.uuid;
-  record.decomMode = options.decomMode;
-  record.reason = options.reason;
-  record.wipeDisk = options.wipeDisk ? 1 : 0;
-  record.reserved = {};
-  record.uuidCount = CountUuidListEntries(record.uuidList.data());
-  return offsetof(UpgradeWhatIfRequest, uuidList) + std::strlen(record.uuidList.data()) + 1;
+ReturnStatus SendUpgradeWhatIf(const Request& request) {
+  UpgradeWhatIfRequest& record = request.options.largeRequests->upgradeWhatIf;
+  record.uuid = request.options.uuid;
+  record.decomMode = request.options.decomMode;
+  record.reason = request.options.reason;
+  record.wipeDisk = request.options.wipeDisk ? 1 : 0;
+  // The option parser has put the list there.
+  const std::size_t length = std::strlen(record.uuidList.data());
+  record.uuidCount = EntriesOfLength(length);
+  return Send(request, &record, offsetof(UpgradeWhatIfRequest, uuidList) + length + 1);
 }
 
-std::size_t BuildReconfigure(const ClientOptions& options, ReconfigureRequest* record) {
-  Clear(record);
-  record->uuid = options.uuid;
-  const std::size_t length = std::strlen(options.filePath.data());
-  std::memcpy(record->filePath.data(), options.filePath.data(), length);
-  return offsetof(ReconfigureRequest, filePath) + length + 1;
+ReturnStatus SendReconfigure(const Request& request) {
+  ReconfigureRequest record{};
+  record.uuid = request.options.uuid;
+  const char* path = request.options.filePath.data();
+  const std::size_t length = std::strlen(path);
+  std::memcpy(record.filePath.data(), path, length);
+  return Send(request, &record, offsetof(ReconfigureRequest, filePath) + length + 1);
 }
 
-std::size_t BuildUuidAndRecoveryMode(const ClientOptions& options, UuidNumberText* record) {
-  return BuildUuidNumber(options.uuid, static_cast<int>(options.recoveryMode), record);
+ReturnStatus SendFilePathText(const Request& request) {
+  return SendTextWithTerminator(request, request.options.filePath.data());
 }
 
-std::size_t BuildUuidAndAllFlag(const ClientOptions& options, UuidNumberText* record) {
-  return BuildUuidNumber(options.uuid, options.all, record);
+ReturnStatus SendUuidAndRecoveryMode(const Request& request) {
+  return SendUuidAndNumber(request, static_cast<int>(request.options.recoveryMode));
 }
 
-std::size_t BuildWorkItemText(const ClientOptions& options, WorkItemText* record) {
-  Clear(record);
-  std::snprintf(record->data(), record->size(), "%u", static_cast<std::uint32_t>(options.workItem));
-  return sizeof *record;
+ReturnStatus SendUuidAndAllFlag(const Request& request) {
+  return SendUuidAndNumber(request, request.options.all);
 }
 
-std::size_t BuildManualMove(const ClientOptions& options, ManualMoveRequest* record) {
-  Clear(record);
-  record->uuid = options.uuid;
-  CopyList(options.destinationList, record->destinationList);
-  CopyList(options.exclusionList, record->exclusionList);
-  record->destinationCount = CountUuidListEntries(record->destinationList.data());
-  record->exclusionCount = CountUuidListEntries(record->exclusionList.data());
-  return sizeof *record;
+ReturnStatus SendWorkItemText(const Request& request) {
+  std::array<char, 4> text{};
+  std::snprintf(text.data(), text.size(), "%u", request.options.workItem);
+  return Send(request, text.data(), text.size());
 }
 
-std::size_t BuildGlobalExclusion(const ClientOptions& options, GlobalExclusionRequest* record) {
-  CopyList(options.exclusionList, record->exclusionList);
-  record->exclusionCount = CountUuidListEntries(record->exclusionList.data());
-  record->exclusionMode = options.exclusionMode;
-  return sizeof *record;
+ReturnStatus SendCallbackBlock(const Request& request) {
+  return SendCallbackBlockRequest(request.argc, request.argv, request.options.commandArgIndex,
+                                  request.socket, request.options.uuid);
 }
 
-std::size_t BuildCallbackBlock(int argc, char** argv, int startIndex, const Uuid& uuid,
-                               CallbackBlockSpec* record) {
+ReturnStatus SendManualMove(const Request& request) {
+  ManualMoveRequest& record = request.options.largeRequests->manualMove;
+  record.uuid = request.options.uuid;
+  record.destinationCount = FillList(request.options.destinationList, record.destinationList);
+  record.exclusionCount = FillList(request.options.exclusionList, record.exclusionList);
+  return Send(request, &record, sizeof record);
+}
+
+ReturnStatus SendGlobalExclusion(const Request& request) {
+  auto* record =
+      static_cast<GlobalExclusionRequest*>(TREL_SafeCalloc(1, sizeof(GlobalExclusionRequest)));
+  record->exclusionCount = FillList(request.options.exclusionList, record->exclusionList);
+  record->exclusionMode = request.options.exclusionMode;
+  const ReturnStatus status = Send(request, record, sizeof *record);
+  std::free(record);
+  return status;
+}
+
+ReturnStatus SendCallbackBlockRequest(int argc, char** argv, int startIndex, int socket,
+                                      const Uuid& uuid) {
   // Kept on purpose: no entry type has the number 1.
   struct Keyword {
     const char* word;
@@ -165,9 +197,9 @@ std::size_t BuildCallbackBlock(int argc, char** argv, int startIndex, const Uuid
 
   UuidTextBuffer uuidText;
   FormatUuidText(uuid, uuidText);
-  Clear(record);
-  std::snprintf(record->data(), record->size(), "%u:%u:%s", eventType, entryType, uuidText.data());
-  return sizeof *record;
+  std::array<char, 1024> text{};
+  std::snprintf(text.data(), text.size(), "%u:%u:%s", eventType, entryType, uuidText.data());
+  return SendCommand(socket, CODE_BLOCK_CDB_CB, text.data(), text.size());
 }
 
 }  // namespace trel

@@ -95,7 +95,7 @@ ReturnStatus HandleReply(int socket, const CommandSpec& command, const ClientOpt
       return sendStatus == STATUS_OK ? HandleFramedReply(socket, mode)
                                      : ReportFailedSend(sendStatus);
   }
-  return sendStatus;
+  __builtin_unreachable();
 }
 
 }  // namespace trel

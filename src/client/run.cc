@@ -11,9 +11,10 @@
 #include "client/client_options.h"
 #include "client/command_table.h"
 #include "client/options.h"
+#include "client/payload.h"
 #include "client/reply.h"
-#include "client/request.h"
 #include "client/usage.h"
+#include "client/usage_error.h"
 #include "support/qslibs.h"
 #include "support/safe_alloc.h"
 #include "transport/connection.h"
@@ -48,61 +49,64 @@ void ReleaseLists(ClientOptions& options) {
   std::free(options.exclusionList);
 }
 
-/// Reads the options, chooses the command and checks its arguments. Sets
-/// `*commandOut` unless it returns an error.
-UsageError ReadCommandLine(int argc, char** argv, ClientOptions& options,
-                           const CommandSpec** commandOut) {
+/// What a command line comes to.
+struct CommandLine {
+  bool helpAsked = false;
+  /// Null if the command line was refused, which has been reported, or asked for help.
+  const CommandSpec* command = nullptr;
+};
+
+/// Reads the options, chooses the command and checks its arguments.
+CommandLine ReadCommandLine(int argc, char** argv, ClientOptions& options) {
+  if (argc < 2) {
+    return {};  // without a message
+  }
   const ParseResult parsed = ParseOptions(argc, argv, options);
   if (parsed.helpAsked) {
-    PrintUsage(argv[0]);
-    std::exit(EXIT_SUCCESS);
+    return {.helpAsked = true};
   }
-  if (IsError(parsed.error)) {
-    return parsed.error;
-  }
-  const UsageError error = SelectCommand(argc, argv, parsed.wordIndex, commandOut);
-  if (IsError(error)) {
-    return error;
-  }
-  return CheckCommandArguments(**commandOut, argc, argv, parsed.wordIndex, options);
-}
-
-/// Connects, sends the request and handles the reply.
-ReturnStatus Exchange(const CommandSpec& command, int argc, char** argv, ClientOptions& options) {
-  int socket = -1;
-  const ReturnStatus connected =
-      OpenDaemonConnection(options.socketPath, command.receiveTimeoutSeconds, &socket);
-  if (connected != STATUS_OK) {
-    return connected;
-  }
-  const ReturnStatus sent = BuildAndSendRequest(socket, command.code, options, argc, argv);
-  return HandleReply(socket, command, options, sent);
-}
-
-ReturnStatus RunWithLists(int argc, char** argv, ClientOptions& options) {
-  if (argc < 2) {
-    PrintUsage(argv[0]);
-    return STATUS_FAILURE;
-  }
+  UsageError error = parsed.error;
   const CommandSpec* command = nullptr;
-  const UsageError error = ReadCommandLine(argc, argv, options, &command);
+  if (!IsError(error)) {
+    error = SelectCommand(argc, argv, parsed.wordIndex, &command);
+  }
+  if (!IsError(error)) {
+    error = CheckCommandArguments(*command, argc, argv, parsed.wordIndex, options);
+  }
   if (IsError(error)) {
     ReportUsageError(error);
-    PrintUsage(argv[0]);
-    return STATUS_FAILURE;
+    return {};
   }
-  return Exchange(*command, argc, argv, options);
+  return {.command = command};
 }
 
 }  // namespace
 
-ReturnStatus RunClient(int argc, char** argv) {
+ReturnStatus RunClient(int argc, char** argv, LargeRequests& largeRequests) {
   IgnoreBrokenPipes();
   TuneAllocator();
   ClientOptions options;
-  options.upgradeWhatIf.uuidList[0] = '\0';
+  options.largeRequests = &largeRequests;
   AllocateLists(options);
-  const ReturnStatus status = RunWithLists(argc, argv, options);
+
+  const CommandLine line = ReadCommandLine(argc, argv, options);
+  if (line.command == nullptr) {
+    PrintUsage(argv[0]);
+  }
+  if (line.helpAsked) {
+    std::exit(EXIT_SUCCESS);  // at once: nothing is released
+  }
+
+  ReturnStatus status = STATUS_FAILURE;
+  int socket = -1;
+  if (line.command != nullptr) {
+    status = OpenDaemonConnection(options.socketPath, line.command->receiveTimeoutSeconds, &socket);
+    if (status == STATUS_OK) {
+      status = BuildAndSendRequest(socket, *line.command, options, argc, argv);
+      status = HandleReply(socket, *line.command, options, status);
+    }
+  }
+
   ReleaseLists(options);
   return status;
 }

@@ -21,14 +21,14 @@ using MessageHeader = std::array<std::uint8_t, 8>;
 constexpr std::size_t CODE_OFFSET = 0;
 constexpr std::size_t LENGTH_OFFSET = 4;
 
-void EncodeWord(MessageHeader& header, std::size_t offset, std::uint32_t word) {
-  header[offset] = static_cast<std::uint8_t>(word >> 24);
-  header[offset + 1] = static_cast<std::uint8_t>(word >> 16);
-  header[offset + 2] = static_cast<std::uint8_t>(word >> 8);
-  header[offset + 3] = static_cast<std::uint8_t>(word);
+void EncodeField(MessageHeader& header, std::size_t offset, std::uint32_t field) {
+  header[offset] = static_cast<std::uint8_t>(field >> 24);
+  header[offset + 1] = static_cast<std::uint8_t>(field >> 16);
+  header[offset + 2] = static_cast<std::uint8_t>(field >> 8);
+  header[offset + 3] = static_cast<std::uint8_t>(field);
 }
 
-std::uint32_t DecodeWord(const MessageHeader& header, std::size_t offset) {
+std::uint32_t DecodeField(const MessageHeader& header, std::size_t offset) {
   return std::uint32_t{header[offset]} << 24 | std::uint32_t{header[offset + 1]} << 16 |
          std::uint32_t{header[offset + 2]} << 8 | std::uint32_t{header[offset + 3]};
 }
@@ -51,8 +51,8 @@ void* ZeroPayload(void* payload, std::uint32_t length) {
 
 ReturnStatus SendCommand(int socket, CommandCode code, const void* payload, std::size_t length) {
   MessageHeader header;
-  EncodeWord(header, CODE_OFFSET, code);
-  EncodeWord(header, LENGTH_OFFSET, static_cast<std::uint32_t>(length));
+  EncodeField(header, CODE_OFFSET, code);
+  EncodeField(header, LENGTH_OFFSET, static_cast<std::uint32_t>(length));
 
   // Kept on purpose: two sends, and whatever count they return is enough.
   if (send(socket, header.data(), header.size(), 0) < 0) {
@@ -70,8 +70,8 @@ ReturnStatus ReceiveReply(int socket, std::uint32_t* lengthOut, void** payloadOu
     return StatusFromErrno(errno);
   }
   // Kept on purpose: the count is not looked at; what is missing stays zero.
-  const ReturnStatus status = DecodeWord(header, CODE_OFFSET);
-  const std::uint32_t length = DecodeWord(header, LENGTH_OFFSET);
+  const ReturnStatus status = DecodeField(header, CODE_OFFSET);
+  const std::uint32_t length = DecodeField(header, LENGTH_OFFSET);
 
   void* payload = nullptr;
   if (length != 0) {

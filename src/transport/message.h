@@ -1,5 +1,5 @@
 // Framed messages on the daemon's socket: an 8-byte header of two big-endian
-// 32-bit words, then an opaque payload. Knows no command and prints no reply.
+// 32-bit fields, then an opaque payload. Knows no command and prints no reply.
 
 #ifndef TREL_TRANSPORT_MESSAGE_H
 #define TREL_TRANSPORT_MESSAGE_H
@@ -11,7 +11,7 @@
 
 namespace trel {
 
-/// Number of a command, 1 to 37: the first word of a request.
+/// Number of a command: the first field of a request's header.
 using CommandCode = std::uint32_t;
 
 /// Sends one request frame: the header (`code`, low 32 bits of `length`) with
@@ -29,7 +29,7 @@ using CommandCode = std::uint32_t;
 /// Receives one reply frame: the header, then as many payload bytes as it
 /// announces, each with one recv(2) and MSG_WAITALL.
 ///
-/// Returns the status word of the header. On that path `*lengthOut` is the
+/// Returns the status field of the header. On that path `*lengthOut` is the
 /// payload's length in bytes and `*payloadOut` the payload (null when the length
 /// is 0), which the caller owns and may release with free(3). The payload is
 /// not terminated. Either out-pointer may be null; a payload that nobody takes
@@ -39,11 +39,11 @@ using CommandCode = std::uint32_t;
 /// - the header receive fails: the result is the status of `errno`, which is
 ///   STATUS_OK for `errno` 0;
 /// - fewer payload bytes arrive than were announced: a warning is printed and
-///   the result is STATUS_OK, whatever the status word said.
+///   the result is STATUS_OK, whatever the status field said.
 /// A payload too large to allocate ends the process (TREL_SafeMalloc).
 ///
 /// Kept on purpose: the header's count is not checked, so bytes that did not
-/// arrive read as zero and a daemon that hangs up without a word is an empty
+/// arrive read as zero and a daemon that hangs up without a reply is an empty
 /// success; and a payload receive that fails passes as a complete payload, of
 /// which every byte is zero.
 [[nodiscard]] ReturnStatus ReceiveReply(int socket, std::uint32_t* lengthOut, void** payloadOut);

@@ -25,7 +25,7 @@ fi
 
 symbols=$(nm --dynamic --undefined-only "$client" | sed 's/.* U //; s/@.*//')
 for name in signal calloc malloc free strdup socket setsockopt connect send recv read write \
-  fopen getopt_long strtoul; do
+  fopen getopt_long strtoull; do
   grep -qx "$name" <<<"$symbols" || fail "does not call $name"
 done
 if grep -E '^(__recv_chk|__read_chk|setlocale|_Z|__cxa_throw|__gxx_personality)' <<<"$symbols"; then

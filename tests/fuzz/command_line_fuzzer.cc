@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/payload.h"
 #include "client/run.h"
 #include "command_line_model.h"
 #include "support/containment.h"
@@ -63,6 +64,19 @@ std::string UsageOf(const std::string& name) {
   return usage.replace(usage.find(PLACE), PLACE.size(), name);
 }
 
+/// The large requests of a run, zero again for each. Only what the run before has used
+/// is cleared: to clear all of it would take longer than most runs.
+trel::LargeRequests& FreshRequests() {
+  static trel::LargeRequests requests;
+  if (requests.upgradeWhatIf.uuidList[0] != '\0') {
+    requests.upgradeWhatIf = {};
+  }
+  if (requests.manualMove.destinationCount != 0 || requests.manualMove.exclusionCount != 0) {
+    requests.manualMove = {};
+  }
+  return requests;
+}
+
 struct Run {
   Outcome outcome;
   std::uint32_t status = 0;
@@ -83,9 +97,11 @@ Run RunOnce(std::vector<std::string> words) {
   StreamCapture err(stderr);
   optind = 0;  // the library starts anew
   StartRecording();
-  run.outcome =
-      Contain([&] { run.status = trel::RunClient(static_cast<int>(words.size()), argv.data()); },
-              Files::REFUSED);
+  run.outcome = Contain(
+      [&] {
+        run.status = trel::RunClient(static_cast<int>(words.size()), argv.data(), FreshRequests());
+      },
+      Files::REFUSED);
   StopRecording();
   run.out = out.Text();
   run.err = err.Text();

@@ -33,7 +33,7 @@ constexpr std::size_t HEAD_SIZE = 8;
 Scene ReadScene(std::string_view input) {
   const auto head = [&](std::size_t place) { return static_cast<unsigned char>(input[place]); };
   Scene scene;
-  scene.code = head(0) % trel::COMMAND_COUNT + 1;
+  scene.code = static_cast<std::uint32_t>(head(0) % trel::COMMAND_TABLE.size() + 1);
   scene.all = (head(1) & 1) != 0;
   scene.output = static_cast<Output>((head(1) >> 1) % 4);
   scene.sendStatus = (head(1) & 8) != 0 ? head(2) * 0x01010101U : 0;

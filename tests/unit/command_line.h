@@ -4,6 +4,7 @@
 #define TESTS_UNIT_COMMAND_LINE_H
 
 #include <getopt.h>
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -12,13 +13,14 @@
 
 #include "client/client_options.h"
 #include "client/options.h"
+#include "client/payload.h"
 
 namespace tests {
 
 /// The words of a command line as a vector that getopt_long(3) may reorder.
 class CommandLine {
  public:
-  /// `words` stand behind the program's name, `trel-tool`.
+  /// `words` follow the program's name, `trel-tool`.
   explicit CommandLine(std::vector<std::string> words) : texts_(std::move(words)) {
     texts_.insert(texts_.begin(), "trel-tool");
     for (std::string& text : texts_) {
@@ -36,20 +38,29 @@ class CommandLine {
   std::vector<char*> pointers_;
 };
 
-/// Options at their defaults, with the two list buffers that a run has.
+/// Options at their defaults, with the zero-filled buffers that a run has.
 struct Options {
   std::vector<char> destinationBuffer = std::vector<char>(trel::UUID_LIST_CAPACITY);
   std::vector<char> exclusionBuffer = std::vector<char>(trel::UUID_LIST_CAPACITY);
+  std::unique_ptr<trel::LargeRequests> requests = std::make_unique<trel::LargeRequests>();
   std::unique_ptr<trel::ClientOptions> record = std::make_unique<trel::ClientOptions>();
 
   Options() {
     record->destinationList = destinationBuffer.data();
     record->exclusionList = exclusionBuffer.data();
+    record->largeRequests = requests.get();
   }
 
   trel::ClientOptions* operator->() const { return record.get(); }
   trel::ClientOptions& operator*() const { return *record; }
 };
+
+/// What is printed for `error`, which refers to a command line that still exists.
+[[nodiscard]] inline std::string MessageOf(const trel::UsageError& error) {
+  testing::internal::CaptureStderr();
+  trel::ReportUsageError(error);
+  return testing::internal::GetCapturedStderr();
+}
 
 /// A well-formed list of `count` entries.
 [[nodiscard]] inline std::string UuidList(std::size_t count) {

@@ -1,16 +1,16 @@
-// The payload builders: every byte and every LENGTH, at the limits of each record.
+// The payloads, as far as the examples of the contract do not show them: texts of
+// every length, numbers of every spelling, words in every order.
 
 #include "client/payload.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
-#include <string_view>
 
+#include "client/argument_checks.h"
 #include "support/bytes.h"
 #include "unit/command_line.h"
+#include "unit/packet_pair.h"
 
 namespace trel {
 namespace {
@@ -18,53 +18,39 @@ namespace {
 using tests::CommandLine;
 using tests::FromHex;
 using tests::Options;
+using tests::PacketPair;
 using tests::SameBytes;
 using tests::UuidList;
 using tests::Zeros;
+using Words = std::vector<std::string>;
 
-const Uuid SAMPLE = {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef,
-                     0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10};
-const std::string SAMPLE_BYTES = FromHex("0123456789abcdef fedcba9876543210");
-const std::string SAMPLE_TEXT = "01234567-89ab-cdef-fedc-ba9876543210";
-const std::string ZERO_TEXT = "00000000-0000-0000-0000-000000000000";
+const std::string UUID = "01234567-89ab-cdef-fedc-ba9876543210";
+const std::string UUID_BYTES = FromHex("0123456789abcdef fedcba9876543210");
 
-/// The first `length` bytes of a record; the record starts out full of a mark, so
-/// that a byte that is never written shows.
-template <typename Record, typename Build>
-std::string Built(Build build) {
-  auto record = std::make_unique<Record>();
-  std::memset(record.get(), 0xa5, sizeof *record);
-  const std::size_t length = build(record.get());
-  return {reinterpret_cast<const char*>(record.get()), length};
-}
-
-std::string Rebalance(std::vector<std::string> words) {
-  words.insert(words.begin(), "start-proactive-rebalance");
+/// The payload that is sent for the command line `words`, which is accepted.
+std::string PayloadOf(const Words& words) {
   CommandLine line(words);
   const Options options;
-  options->commandArgIndex = words.size() > 1 ? 2 : 0;
-  return Built<RebalanceParams>([&](RebalanceParams* record) {
-    return BuildRebalanceParams(*options, line.Count(), line.Vector(), record);
-  });
+  const int index = ParseOptions(line.Count(), line.Vector(), *options).wordIndex;
+  const CommandSpec* command = nullptr;
+  EXPECT_FALSE(IsError(SelectCommand(line.Count(), line.Vector(), index, &command)));
+  EXPECT_FALSE(
+      IsError(CheckCommandArguments(*command, line.Count(), line.Vector(), index, *options)));
+  const PacketPair pair;
+  EXPECT_EQ(BuildAndSendRequest(pair.Client(), *command, *options, line.Count(), line.Vector()),
+            STATUS_OK);
+  const std::vector<std::string> packets = pair.Received();
+  EXPECT_LE(packets.size(), 2U);
+  return packets.size() == 2 ? packets[1] : "";
 }
-
-std::string Callback(std::vector<std::string> words, int startIndex = 2) {
-  words.insert(words.begin(), "block-cdb-cb");
-  CommandLine line(words);
-  return Built<CallbackBlockSpec>([&](CallbackBlockSpec* record) {
-    return BuildCallbackBlock(line.Count(), line.Vector(), startIndex, SAMPLE, record);
-  });
-}
-
-// --- texts -----------------------------------------------------------------------
 
 TEST(FormatUuidText, WritesLowerCaseDigitsInStorageOrder) {
+  Uuid uuid;
+  std::copy(UUID_BYTES.begin(), UUID_BYTES.end(), uuid.begin());
   UuidTextBuffer text;
   text.fill('#');
-  FormatUuidText(SAMPLE, text);
-  EXPECT_TRUE(SameBytes(SAMPLE_TEXT + '\0', std::string_view(text.data(), text.size())));
-  FormatUuidText({}, text);
-  EXPECT_STREQ(text.data(), ZERO_TEXT.c_str());
+  FormatUuidText(uuid, text);
+  EXPECT_TRUE(SameBytes(UUID + '\0', std::string_view(text.data(), text.size())));
 }
 
 TEST(CountUuidListEntries, GoesByTheLengthAlone) {
@@ -76,40 +62,12 @@ TEST(CountUuidListEntries, GoesByTheLengthAlone) {
   EXPECT_EQ(CountUuidListEntries(UuidList(2560).c_str()), 2560U);
 }
 
-TEST(BuildUuidText, Is36CharactersWithoutTerminator) {
-  Options options;
-  const auto build = [&](UuidTextBuffer* record) { return BuildUuidText(*options, record); };
-  EXPECT_TRUE(SameBytes(ZERO_TEXT, Built<UuidTextBuffer>(build)));
-  options->uuid = SAMPLE;
-  EXPECT_TRUE(SameBytes(SAMPLE_TEXT, Built<UuidTextBuffer>(build)));
-}
-
-TEST(BuildUuidNumber, CountsThreeZeroBytesPastTheTerminator) {
-  Options options;
-  options->uuid = SAMPLE;
-  for (std::uint32_t mode = 0; mode <= 7; ++mode) {
-    options->recoveryMode = mode;
-    EXPECT_TRUE(SameBytes(SAMPLE_TEXT + std::to_string(mode) + Zeros(4),
-                          Built<UuidNumberText>([&](UuidNumberText* record) {
-                            return BuildUuidAndRecoveryMode(*options, record);
-                          })));
+TEST(UuidNumberText, HoldsEachDigit) {
+  for (int mode = 0; mode <= 7; ++mode) {
+    const std::string digit = std::to_string(mode);
+    EXPECT_TRUE(SameBytes(UUID + digit + Zeros(4),
+                          PayloadOf({"enable-trel-recovery-mode", "-u", UUID, "-m", digit})));
   }
-  for (int all = 0; all <= 1; ++all) {
-    options->all = all;
-    EXPECT_TRUE(SameBytes(SAMPLE_TEXT + std::to_string(all) + Zeros(4),
-                          Built<UuidNumberText>([&](UuidNumberText* record) {
-                            return BuildUuidAndAllFlag(*options, record);
-                          })));
-  }
-}
-
-TEST(BuildWorkItemText, IsFourBytesForOneAndTwoDigits) {
-  Options options;
-  const auto build = [&](WorkItemText* record) { return BuildWorkItemText(*options, record); };
-  options->workItem = WorkItemType::MOVE;
-  EXPECT_TRUE(SameBytes("7" + Zeros(3), Built<WorkItemText>(build)));
-  options->workItem = WorkItemType::CONCAT_IN_MIDDLE;
-  EXPECT_TRUE(SameBytes("23" + Zeros(2), Built<WorkItemText>(build)));
 }
 
 // --- rebalance -------------------------------------------------------------------
@@ -119,239 +77,146 @@ constexpr char DEFAULT_VARIANCE[] = "333333333333d33f";
 constexpr char DEFAULT_TIME[] = "0807000000000000";
 constexpr char DEFAULT_RATE[] = "398ee30000000000";
 
-TEST(BuildRebalanceParams, WithoutWordsSendsTheDefaults) {
-  EXPECT_TRUE(
-      SameBytes(FromHex(std::string(DEFAULT_SPAN) + DEFAULT_VARIANCE + DEFAULT_TIME + DEFAULT_RATE),
-                Rebalance({})));
-}
+/// The words after the command, and the four fields in hexadecimal.
+struct RebalanceCase {
+  Words words;
+  std::string span = DEFAULT_SPAN;
+  std::string variance = DEFAULT_VARIANCE;
+  std::string time = DEFAULT_TIME;
+  std::string rate = DEFAULT_RATE;
+};
 
-TEST(BuildRebalanceParams, WithoutWordsTakesNoNumberFromTheProgramsName) {
-  std::string name = "7";
-  char* words[] = {name.data(), nullptr};
-  Options options;
-  EXPECT_TRUE(
-      SameBytes(FromHex(std::string(DEFAULT_SPAN) + DEFAULT_VARIANCE + DEFAULT_TIME + DEFAULT_RATE),
-                Built<RebalanceParams>([&](RebalanceParams* record) {
-                  return BuildRebalanceParams(*options, 1, words, record);
-                })));
-}
-
-TEST(BuildRebalanceParams, TakesUpToFourWordsInOrder) {
-  EXPECT_TRUE(SameBytes(FromHex("100e000000000000 333333333333d33f 0807000000000000"
-                                "0004000000000000"),
-                        Rebalance({"3600", "0.3", "default", "1024"})));
-  EXPECT_TRUE(SameBytes(FromHex("0100000000000000 000000000000e03f 0200000000000000"
-                                "0300000000000000"),
-                        Rebalance({"1", "0.5", "2", "3", "4", "5"})));
-}
-
-TEST(BuildRebalanceParams, StopsAtTheFirstMissingWord) {
+TEST(RebalanceParams, TakeWhatIsANumberOfUpToFourWords) {
   const std::string one = "0100000000000000";
   const std::string half = "000000000000e03f";
-  EXPECT_TRUE(
-      SameBytes(FromHex(one + DEFAULT_VARIANCE + DEFAULT_TIME + DEFAULT_RATE), Rebalance({"1"})));
-  EXPECT_TRUE(
-      SameBytes(FromHex(one + half + DEFAULT_TIME + DEFAULT_RATE), Rebalance({"1", "0.5"})));
-  EXPECT_TRUE(SameBytes(FromHex(one + half + one + DEFAULT_RATE), Rebalance({"1", "0.5", "1"})));
-}
-
-TEST(BuildRebalanceParams, AWordThatIsNoNumberLeavesItsFieldAlone) {
-  for (const char* word : {"default", "", "x1", "-", "%n"}) {
-    EXPECT_TRUE(SameBytes(
-        FromHex(std::string(DEFAULT_SPAN) + DEFAULT_VARIANCE + DEFAULT_TIME + DEFAULT_RATE),
-        Rebalance({word, word, word, word})))
-        << word;
-  }
-}
-
-TEST(BuildRebalanceParams, TakesAPrefixSignsAndBlanks) {
-  EXPECT_TRUE(SameBytes(FromHex("100e000000000000 000000000000d03f ffffffffffffffff"
-                                "0500000000000000"),
-                        Rebalance({"3600s", " 0.25abc", "-1", " +5"})));
-}
-
-TEST(BuildRebalanceParams, TakesAllThatIsADouble) {
-  struct Case {
-    const char* word;
-    const char* bits;
+  const std::string all = "ffffffffffffffff";
+  const std::vector<RebalanceCase> cases = {
+      {.words = {}},
+      {.words = {"1"}, .span = one},
+      {.words = {"1", "0.5"}, .span = one, .variance = half},
+      {.words = {"1", "0.5", "1"}, .span = one, .variance = half, .time = one},
+      {.words = {"1", "0.5", "1", "1", "4", "5"},
+       .span = one,
+       .variance = half,
+       .time = one,
+       .rate = one},
+      {.words = {"3600s", "0.5abc", "-1", " +1"},
+       .span = "100e000000000000",
+       .variance = half,
+       .time = all,
+       .rate = one},
+      // Borders of 32 and 64 bits; sscanf(3) takes what is beyond for the largest.
+      {.words = {"4294967296", "default", "18446744073709551615", "99999999999999999999"},
+       .span = "0000000001000000",
+       .time = all,
+       .rate = all},
+      {.words = {"default", "1e3"}, .variance = "0000000000408f40"},
+      {.words = {"default", "-2.5"}, .variance = "00000000000004c0"},
+      {.words = {"default", "0x1p-1"}, .variance = half},
+      {.words = {"default", "inf"}, .variance = "000000000000f07f"},
+      {.words = {"default", "-infinity"}, .variance = "000000000000f0ff"},
+      {.words = {"default", "1e999"}, .variance = "000000000000f07f"},
+      {.words = {"default", ".5"}, .variance = half},
+      {.words = {"default", "default", "default", "default"}},
+      {.words = {"", "", "", ""}},
+      {.words = {"x1", "x1", "x1", "x1"}},
+      {.words = {"%n", "%n", "%n", "%n"}},
   };
-  for (const Case& variance : std::initializer_list<Case>{{"1e3", "0000000000408f40"},
-                                                          {"-2.5", "00000000000004c0"},
-                                                          {"0x1p-1", "000000000000e03f"},
-                                                          {"inf", "000000000000f07f"},
-                                                          {"-infinity", "000000000000f0ff"},
-                                                          {"1e999", "000000000000f07f"},
-                                                          {".5", "000000000000e03f"}}) {
-    EXPECT_TRUE(
-        SameBytes(FromHex(std::string(DEFAULT_SPAN) + variance.bits + DEFAULT_TIME + DEFAULT_RATE),
-                  Rebalance({"default", variance.word})))
-        << variance.word;
+  for (const RebalanceCase& row : cases) {
+    Words words = {"--", "start-proactive-rebalance"};
+    words.insert(words.end(), row.words.begin(), row.words.end());
+    EXPECT_TRUE(SameBytes(FromHex(row.span + row.variance + row.time + row.rate), PayloadOf(words)))
+        << testing::PrintToString(words);
   }
   // A NaN is one, whatever its sign and payload.
-  const std::string nan = Rebalance({"default", "nan"}).substr(8, 8);
+  const std::string nan = PayloadOf({"start-proactive-rebalance", "default", "nan"}).substr(8, 8);
   EXPECT_EQ(nan[7] & 0x7f, 0x7f);
   EXPECT_EQ(nan[6] & 0xf8, 0xf8);
 }
 
-TEST(BuildRebalanceParams, OverwritesTheRecordOfTheOptions) {
-  CommandLine line({"start-proactive-rebalance", "7"});
+TEST(RebalanceParams, WithoutWordsTakeNoNumberFromTheProgramsName) {
+  std::string name = "7";
+  char* words[] = {name.data(), nullptr};
   const Options options;
-  options->commandArgIndex = 2;
-  RebalanceParams record;
-  EXPECT_EQ(BuildRebalanceParams(*options, line.Count(), line.Vector(), &record), 32U);
-  EXPECT_EQ(options->rebalanceParams.timeSpan, 7U);
+  const PacketPair pair;
+  EXPECT_EQ(SendRebalanceParams({pair.Client(), 10, *options, 1, words}), STATUS_OK);
+  EXPECT_TRUE(SameBytes(FromHex(std::string(DEFAULT_SPAN)), pair.Received().at(1).substr(0, 8)));
 }
 
-// --- what if, reconfigure --------------------------------------------------------
+// --- lists and paths -------------------------------------------------------------
 
-TEST(BuildDecomWhatIf, Is24BytesWithZeroPadding) {
-  Options options;
-  const auto build = [&](DecomWhatIfRequest* record) { return BuildDecomWhatIf(*options, record); };
-  EXPECT_TRUE(SameBytes(Zeros(24), Built<DecomWhatIfRequest>(build)));
-  options->uuid = SAMPLE;
-  options->decomMode = 0x01020304;
-  options->ensureDurability = true;
-  EXPECT_TRUE(
-      SameBytes(SAMPLE_BYTES + FromHex("04030201 01 000000"), Built<DecomWhatIfRequest>(build)));
+TEST(UpgradeWhatIf, FillsInEveryFieldOfTheHeadAndCountsTheTerminator) {
+  const std::string entry(36, 'x');
+  EXPECT_TRUE(SameBytes(UUID_BYTES + FromHex("04030201 08070605 01 000000 01000000") + entry + '\0',
+                        PayloadOf({"what-if-upgrade", "-u", UUID, "-d", "16909060", "-r",
+                                   "84281096", "-w", "-l", entry})));
+  EXPECT_TRUE(SameBytes(Zeros(28) + FromHex("000a0000") + UuidList(2560) + '\0',
+                        PayloadOf({"what-if-upgrade", "-l", UuidList(2560)})));
+  EXPECT_TRUE(SameBytes(Zeros(28) + FromHex("01000000") + entry + '\0',
+                        PayloadOf({"what-if-upgrade", "-l", UuidList(5), "-l", entry})));
 }
 
-/// The what-if-upgrade request is built in the options themselves, where a run
-/// leaves it unset but for an empty list: here a mark shows what is never written.
-std::string Upgrade(const std::vector<std::string>& words) {
-  CommandLine line(words);
-  const Options options;
-  std::memset(static_cast<void*>(&options->upgradeWhatIf), 0xa5, sizeof options->upgradeWhatIf);
-  options->upgradeWhatIf.uuidList[0] = '\0';
-  EXPECT_FALSE(IsError(ParseOptions(line.Count(), line.Vector(), *options).error));
-  const std::size_t length = BuildUpgradeWhatIf(*options);
-  return {reinterpret_cast<const char*>(&options->upgradeWhatIf), length};
-}
-
-TEST(BuildUpgradeWhatIf, CountsTheListAndItsTerminator) {
-  for (const std::size_t entries : {1U, 2U, 2560U}) {
-    std::string count;
-    for (const unsigned shift : {0U, 8U, 16U, 24U}) {
-      count.push_back(static_cast<char>(entries >> shift & 0xffU));
-    }
-    const std::string request = Upgrade({"-l", UuidList(entries)});
-    EXPECT_EQ(request.size(), 32 + 37 * entries);
-    EXPECT_TRUE(SameBytes(Zeros(28) + count + UuidList(entries) + '\0', request));
+TEST(Reconfigure, CountsThePathAndItsTerminator) {
+  const std::string longest(4096, 'p');
+  for (const std::string& path : {std::string(), std::string("/tmp/x"), longest}) {
+    EXPECT_TRUE(SameBytes(UUID_BYTES + path + '\0',
+                          PayloadOf({"force-reconfigure-the-object", "-u", UUID, "-f", path})));
+    EXPECT_TRUE(SameBytes(path + '\0', PayloadOf({"update-treldb", "-f", path})));
   }
 }
 
-TEST(BuildUpgradeWhatIf, FillsInEveryFieldOfTheHead) {
+TEST(ManualMove, IsAlwaysSentWhole) {
+  const std::string word = "component-manual-move";
   EXPECT_TRUE(SameBytes(
-      SAMPLE_BYTES + FromHex("04030201 08070605 01 000000 01000000") + std::string(36, 'x') + '\0',
-      Upgrade({"-u", SAMPLE_TEXT, "-d", "16909060", "-r", "84281096", "-w", "-l",
-               std::string(36, 'x')})));
-}
-
-TEST(BuildUpgradeWhatIf, SendsNothingOfALongerEarlierList) {
-  EXPECT_TRUE(SameBytes(Zeros(28) + FromHex("01000000") + std::string(36, 'x') + '\0',
-                        Upgrade({"-l", UuidList(5), "-l", std::string(36, 'x')})));
-}
-
-TEST(BuildReconfigure, CountsThePathAndItsTerminator) {
-  Options options;
-  options->uuid = SAMPLE;
-  const auto build = [&](ReconfigureRequest* record) { return BuildReconfigure(*options, record); };
-  EXPECT_TRUE(SameBytes(SAMPLE_BYTES + '\0', Built<ReconfigureRequest>(build)));
-  std::strcpy(options->filePath.data(), "/tmp/x");
-  EXPECT_TRUE(SameBytes(SAMPLE_BYTES + "/tmp/x" + '\0', Built<ReconfigureRequest>(build)));
-  std::memset(options->filePath.data(), 'p', 4096);
-  EXPECT_TRUE(
-      SameBytes(SAMPLE_BYTES + std::string(4096, 'p') + '\0', Built<ReconfigureRequest>(build)));
-}
-
-// --- fixed sizes -----------------------------------------------------------------
-
-TEST(BuildManualMove, IsAlwaysSentWhole) {
-  Options options;
-  options->uuid = SAMPLE;
-  const auto build = [&](ManualMoveRequest* record) { return BuildManualMove(*options, record); };
-  EXPECT_TRUE(SameBytes(SAMPLE_BYTES + Zeros(189464 - 16), Built<ManualMoveRequest>(build)));
-
-  std::strcpy(options->destinationList, UuidList(1).c_str());
+      UUID_BYTES + FromHex("ff090000 00000000") + UuidList(2559) + Zeros(38) + Zeros(94720),
+      PayloadOf({word, "-u", UUID, "-n", UuidList(2559)})));
   EXPECT_TRUE(SameBytes(
-      SAMPLE_BYTES + FromHex("01000000 00000000") + UuidList(1) + Zeros(94720 - 36) + Zeros(94720),
-      Built<ManualMoveRequest>(build)));
-
-  std::strcpy(options->destinationList, UuidList(2559).c_str());
+      UUID_BYTES + FromHex("00000000 02000000") + Zeros(94720) + UuidList(2) + Zeros(94720 - 73),
+      PayloadOf({word, "-u", UUID, "-x", UuidList(2)})));
+  // Of a longer list before it nothing is left.
   EXPECT_TRUE(SameBytes(
-      SAMPLE_BYTES + FromHex("ff090000 00000000") + UuidList(2559) + Zeros(38) + Zeros(94720),
-      Built<ManualMoveRequest>(build)));
-
-  options->destinationList[0] = '\0';
-  std::strcpy(options->exclusionList, UuidList(2).c_str());
-  EXPECT_TRUE(SameBytes(
-      SAMPLE_BYTES + FromHex("00000000 02000000") + Zeros(94720) + UuidList(2) + Zeros(94720 - 73),
-      Built<ManualMoveRequest>(build)));
+      UUID_BYTES + FromHex("01000000 00000000") + UuidList(1) + Zeros(94720 - 36) + Zeros(94720),
+      PayloadOf({word, "-u", UUID, "-n", UuidList(3), "-n", UuidList(1)})));
 }
 
-TEST(BuildManualMove, SendsNothingBehindAShorterLaterList) {
-  CommandLine line({"-n", UuidList(3), "-n", std::string(36, 'x')});
-  const Options options;
-  ASSERT_FALSE(IsError(ParseOptions(line.Count(), line.Vector(), *options).error));
-  EXPECT_TRUE(SameBytes(Zeros(16) + FromHex("01000000 00000000") + std::string(36, 'x') +
-                            Zeros(94720 - 36) + Zeros(94720),
-                        Built<ManualMoveRequest>([&](ManualMoveRequest* record) {
-                          return BuildManualMove(*options, record);
-                        })));
-}
-
-/// The global exclusion record comes zero-filled from its allocator.
-std::string GlobalExclusion(const Options& options) {
-  auto record = std::make_unique<GlobalExclusionRequest>();
-  std::memset(record.get(), 0, sizeof *record);
-  const std::size_t length = BuildGlobalExclusion(*options, record.get());
-  return {reinterpret_cast<const char*>(record.get()), length};
-}
-
-TEST(BuildGlobalExclusion, IsAlwaysSentWhole) {
-  Options options;
-  EXPECT_TRUE(SameBytes(Zeros(94728), GlobalExclusion(options)));
-  options->exclusionMode = 3;
-  std::strcpy(options->exclusionList, UuidList(2).c_str());
-  EXPECT_TRUE(SameBytes(FromHex("03000000 02000000") + UuidList(2) + Zeros(94720 - 73),
-                        GlobalExclusion(options)));
-  std::strcpy(options->exclusionList, UuidList(2559).c_str());
+TEST(GlobalExclusion, IsAlwaysSentWhole) {
+  const std::string word = "set-global-exclusion-list";
+  EXPECT_TRUE(SameBytes(FromHex("03000000 00000000") + Zeros(94720),
+                        PayloadOf({word, "-X", "3", "-x", ""})));
   EXPECT_TRUE(SameBytes(FromHex("03000000 ff090000") + UuidList(2559) + Zeros(38),
-                        GlobalExclusion(options)));
+                        PayloadOf({word, "-X", "3", "-x", UuidList(2559)})));
 }
 
-std::string CallbackBytes(const std::string& numbers) {
-  const std::string text = numbers + SAMPLE_TEXT;
-  return text + Zeros(1024 - text.size());
+// --- callback words --------------------------------------------------------------
+
+TEST(CallbackBlock, CountsTheLastWordOfEachGroup) {
+  const std::vector<std::pair<Words, std::string>> cases = {
+      {{"update"}, "1:0:"},
+      {{"add"}, "2:0:"},
+      {{"delete"}, "3:0:"},
+      {{"object"}, "0:2:"},
+      {{"disk"}, "0:3:"},
+      {{"node"}, "0:4:"},
+      {{"disk", "update"}, "1:3:"},
+      {{"add", "node", "delete"}, "3:4:"},
+      {{"disk", "delete", "object", "update"}, "1:2:"},
+      {{"UPDATE", "nodes", "", "upd", " add", "1", "%n"}, "0:0:"},
+  };
+  for (const auto& [words, numbers] : cases) {
+    Words line = {"-u", UUID, "block-cdb-cb"};
+    line.insert(line.end(), words.begin(), words.end());
+    EXPECT_TRUE(SameBytes(numbers + UUID + Zeros(1024 - 40), PayloadOf(line)));
+  }
+  EXPECT_TRUE(SameBytes("2:4:" + UUID + Zeros(1024 - 40),
+                        PayloadOf({"-u", UUID, "-o", "add", "-s", "node", "block-cdb-cb"})));
 }
 
-TEST(BuildCallbackBlock, KnowsSixWords) {
-  EXPECT_TRUE(SameBytes(CallbackBytes("1:0:"), Callback({"update"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("2:0:"), Callback({"add"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("3:0:"), Callback({"delete"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:2:"), Callback({"object"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:3:"), Callback({"disk"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:4:"), Callback({"node"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("1:3:"), Callback({"update", "disk"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("1:3:"), Callback({"disk", "update"})));
-}
-
-TEST(BuildCallbackBlock, TheLastWordOfAGroupCounts) {
-  EXPECT_TRUE(SameBytes(CallbackBytes("3:4:"), Callback({"add", "node", "delete"})));
-  EXPECT_TRUE(SameBytes(CallbackBytes("1:2:"), Callback({"disk", "delete", "object", "update"})));
-}
-
-TEST(BuildCallbackBlock, IgnoresEveryOtherWord) {
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:0:"),
-                        Callback({"UPDATE", "nodes", "", "upd", " add", "1", "%n"})));
-}
-
-TEST(BuildCallbackBlock, ReadsTheWholeVectorFromIndexZero) {
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:0:"), Callback({}, 0)));
-  EXPECT_TRUE(SameBytes(CallbackBytes("2:4:"), Callback({"-o", "add", "-s", "node"}, 0)));
-}
-
-TEST(BuildCallbackBlock, ReadsNothingFromTheEndOn) {
-  EXPECT_TRUE(SameBytes(CallbackBytes("0:0:"), Callback({"update"}, 3)));
+TEST(CallbackBlock, ReadsNothingFromTheEndOn) {
+  CommandLine line({"block-cdb-cb", "update"});
+  const PacketPair pair;
+  EXPECT_EQ(SendCallbackBlockRequest(line.Count(), line.Vector(), 3, pair.Client(), Uuid{}),
+            STATUS_OK);
+  EXPECT_TRUE(SameBytes("0:0:", pair.Received().at(1).substr(0, 4)));
 }
 
 }  // namespace

@@ -5,14 +5,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 #include "support/status.h"
-#include "unit/wrapped_calls.h"
 
 namespace trel {
 namespace {
@@ -36,16 +34,6 @@ TEST(UtilSafeStrdup0, CopiesTheText) {
   EXPECT_STREQ(copy, text);
   EXPECT_NE(copy, text);
   std::free(copy);
-}
-
-TEST_F(QslibsDeathTest, UtilSafeStrdup0PanicsWhenMemoryIsExhausted) {
-  EXPECT_EXIT(
-      {
-        tests::WrappedCalls calls;
-        calls.Script("strdup", {.result = 0, .error = ENOMEM});
-        (void)UtilSafeStrdup0("text");
-      },
-      testing::KilledBySignal(SIGABRT), "^UtilSafeStrdup0: Failed to allocate new memory\n$");
 }
 
 TEST(StatusText, NamesSuccessFailureAndTheTimeout) {
