@@ -24,7 +24,7 @@ static_assert(UUID_LIST_CAPACITY == 2560 * UUID_LIST_ENTRY_SIZE);
 /// Most characters of a path given with --file-path.
 inline constexpr std::size_t FILE_PATH_MAX_LENGTH = 4096;
 
-/// Number of a type of work item; options.cc has their names.
+/// Number of a type of work item; options.h has their names.
 using WorkItemType = std::uint32_t;
 inline constexpr WorkItemType NO_WORK_ITEM = 0;
 

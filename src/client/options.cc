@@ -23,36 +23,6 @@ constexpr int UUID_FIELDS_NEEDED = 8;
 /// on purpose: one entry fewer than -l admits.
 constexpr std::size_t UUID_LIST_MAX_LENGTH = UUID_LIST_CAPACITY - 2;
 
-/// The types of work items by the names that -i takes, exactly. Number 4 is not used.
-struct WorkItemName {
-  const char* name;
-  WorkItemType type;
-};
-constexpr WorkItemName WORK_ITEM_NAMES[] = {
-    {"PLACEMENT", 1},
-    {"DECOM_CLEANUP", 2},
-    {"CLEANUP", 3},
-    {"VOTES_REBALANCE", 5},
-    {"FIX_FD_IDS", 6},
-    {"MOVE", 7},
-    {"REACTIVE_REBALANCE", 8},
-    {"DECOM", 9},
-    {"FORCE_REPAIR", 10},
-    {"FORCE_RECONFIGURE", 11},
-    {"RECOVERY", 12},
-    {"REPAIR", 13},
-    {"CHANGE", 14},
-    {"CHANGE_PENDING", 15},
-    {"COMPLIANCE", 16},
-    {"CONCAT", 17},
-    {"PROACTIVE_REBALANCE", 18},
-    {"DELTA_DECOM", 19},
-    {"FORMAT_CHANGE", 20},
-    {"UNPLANNED_DELTA", 21},
-    {"MANUAL_MOVE", 22},
-    {"CONCAT_IN_MIDDLE", 23},
-};
-
 /// Whether the short options have `entry`, with an argument if and only if it has one.
 consteval bool HasShortForm(const option& entry) {
   for (const char* letter = SHORT_OPTIONS; *letter != '\0'; ++letter) {

@@ -37,6 +37,36 @@ inline constexpr option LONG_OPTIONS[] = {
 /// The same options by letter, as getopt_long(3) takes them.
 inline constexpr char SHORT_OPTIONS[] = "ho:s:t:u:l:j:f:d:r:n:x:X:i:m:wae";
 
+/// The types of work items by the names that -i takes, exactly. Number 4 is not used.
+struct WorkItemName {
+  const char* name;
+  WorkItemType type;
+};
+inline constexpr WorkItemName WORK_ITEM_NAMES[] = {
+    {"PLACEMENT", 1},
+    {"DECOM_CLEANUP", 2},
+    {"CLEANUP", 3},
+    {"VOTES_REBALANCE", 5},
+    {"FIX_FD_IDS", 6},
+    {"MOVE", 7},
+    {"REACTIVE_REBALANCE", 8},
+    {"DECOM", 9},
+    {"FORCE_REPAIR", 10},
+    {"FORCE_RECONFIGURE", 11},
+    {"RECOVERY", 12},
+    {"REPAIR", 13},
+    {"CHANGE", 14},
+    {"CHANGE_PENDING", 15},
+    {"COMPLIANCE", 16},
+    {"CONCAT", 17},
+    {"PROACTIVE_REBALANCE", 18},
+    {"DELTA_DECOM", 19},
+    {"FORMAT_CHANGE", 20},
+    {"UNPLANNED_DELTA", 21},
+    {"MANUAL_MOVE", 22},
+    {"CONCAT_IN_MIDDLE", 23},
+};
+
 /// How parsing ended: all options read, -h met, or an option refused. In the last
 /// two cases later arguments have not been parsed.
 struct ParseResult {
