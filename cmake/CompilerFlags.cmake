@@ -15,7 +15,7 @@ target_compile_options(trel_flags INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>
   $<$<BOOL:${TREL_WARNINGS_AS_ERRORS}>:-Werror>)
 set(TREL_SANITIZED 0)
-# The folders of a build leave no trace in what is built.
+# Strip build paths from the binaries.
 target_compile_options(trel_flags INTERFACE
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
   "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")

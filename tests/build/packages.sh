@@ -1,15 +1,12 @@
 #!/usr/bin/env bash
-# Builds the packages and tries them: the same bytes twice, what lintian says, the
-# system tests against the client in each of them, and on this machine, as root or
-# with sudo, installing, using and purging them. Shows what each package holds.
+# Tries the packages: builds them twice and compares, runs lintian, runs the tests of
+# the release build against the client in each, and on this machine, as root or with
+# sudo, installs, uses and purges them. Shows what each package holds.
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 shopt -s nullglob
-
-scripts/setup checks
-cmake --preset release >/dev/null
-cmake --build --preset release >/dev/null
 build=$PWD/build/release
+packages=$PWD/build/packages
 
 as_root=()
 ((EUID == 0)) || as_root=(sudo)
@@ -25,35 +22,19 @@ cleanup() {
 trap cleanup EXIT
 title() { printf -- '-- %s\n' "$*"; }
 fail() {
-  printf 'check-packages: %s\n' "$*" >&2
+  printf 'packages: %s\n' "$*" >&2
   exit 1
 }
 
-# pack <folder>: all packages, of files with the time of the last commit.
-pack() {
-  (
-    # The archive of a DEB tells it.
-    umask 022
-    SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
-    export SOURCE_DATE_EPOCH
-    cpack --config "$build/CPackConfig.cmake" -B "$1" >"$folder/log" 2>&1
-  ) || {
-    cat "$folder/log" >&2
-    fail "cpack has failed"
-  }
-  rm -rf "$1/_CPack_Packages"
-}
-
 title "the same bytes twice"
-pack "$folder/packages"
-find "$build/trel-tool" "$build/trel-standin" generated -exec touch {} +
-pack "$folder/again"
-(cd "$folder/packages" && sha256sum ./*) >"$folder/sums"
-(cd "$folder/again" && sha256sum --quiet --check "$folder/sums")
-cat "$folder/sums"
+scripts/package
+cp -r "$packages" "$folder/first"
+find build/demo/trel-tool build/demo/trel-standin generated -exec touch {} +
+scripts/package >"$folder/names"
+diff -r "$folder/first" "$packages"
 
 title "lintian"
-cd "$folder/packages"
+cd "$packages"
 debs=(./*.deb)
 rpms=(./*.rpm)
 tars=(./*.tar.gz)
@@ -89,26 +70,18 @@ if rpm --query --requires --package ./trel-tool-*.rpm | grep -vE '^(libc\.so\.6|
   fail "the client's RPM needs more than libc"
 fi
 
-title "system tests against each package's client"
+title "the tests against each package's client"
 mkdir "$folder/deb" "$folder/rpm" "$folder/tar"
 dpkg-deb --extract ./trel-tool_*.deb "$folder/deb"
 rpm2cpio ./trel-tool-*.rpm | (cd "$folder/rpm" && cpio --extract --make-directories --quiet)
 tar --extract --file ./trel-tool-*.tar.gz --directory "$folder/tar"
 for kind in deb rpm tar; do
-  pids=()
-  for shard in 0 1; do
-    TREL_TOOL=$folder/$kind/usr/sbin/trel-tool GTEST_TOTAL_SHARDS=2 GTEST_SHARD_INDEX=$shard \
-      GTEST_BRIEF=1 "$build/tests/cli_tests" --gtest_filter='-*Slow*' \
-      >"$folder/$kind.$shard" 2>&1 &
-    pids+=($!)
-  done
-  for shard in 0 1; do
-    wait "${pids[shard]}" || {
-      cat "$folder/$kind.$shard" >&2
-      fail "the system tests fail against the $kind package"
-    }
-  done
-  grep -h ' ran\. ' "$folder/$kind".[01]
+  TREL_TOOL=$folder/$kind/usr/sbin/trel-tool "$build/tests/cli_tests" --gtest_brief=1 \
+    --gtest_filter='-*Slow*' >"$folder/$kind.log" 2>&1 || {
+    cat "$folder/$kind.log" >&2
+    fail "a test fails against the $kind package"
+  }
+  grep -h ' ran\. ' "$folder/$kind.log"
 done
 
 title "installed, used, purged"
@@ -125,8 +98,8 @@ installed=1
 cmp "$folder/deb/usr/sbin/trel-tool" /usr/sbin/trel-tool
 cd - >/dev/null
 
-scripts/check-hardening /usr/sbin/trel-tool libc.so.6
-scripts/check-hardening /usr/bin/trel-standin
+tests/build/hardening.sh /usr/sbin/trel-tool libc.so.6
+tests/build/hardening.sh /usr/bin/trel-standin
 for page in trel-tool trel-standin; do
   file=$(man --where 8 "$page")
   [[ $file == /usr/share/man/man8/$page.8.gz ]] || fail "man finds $file for $page"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Fails if a finished binary is not hardened, by what the file holds:
 #
-#   scripts/check-hardening <binary> [<library that it may need>...]
+#   hardening.sh <binary> [<library that it may need>...]
 #
 # PIE, full RELRO, immediate binding, stack protector, stack-clash probes, fortified
 # calls, no executable stack, no path of its own to libraries, and no library needed
