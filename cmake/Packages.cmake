@@ -1,13 +1,10 @@
 # The packages: DEB, RPM and TGZ, the client and the stand-in daemon each on its own.
-#
-#   cpack --config build/release/CPackConfig.cmake -G "DEB;RPM;TGZ" -B <folder>
-#
-# With SOURCE_DATE_EPOCH set they are the same bytes each time, given the same umask.
+# scripts/package makes them. With SOURCE_DATE_EPOCH set they are the same bytes each
+# time, given the same umask.
 
 set(CPACK_PACKAGE_NAME trel-tool)
-set(CPACK_PACKAGE_VENDOR "trel-tool developers")
-set(CPACK_PACKAGE_CONTACT
-  "trel-tool developers <maintainers@users.noreply.c-seed-4727c369.example>")
+set(CPACK_PACKAGE_VENDOR "trel-tool maintainers")
+set(CPACK_PACKAGE_CONTACT "trel-tool maintainers <trel-tool@example.org>")
 set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_GENERATOR DEB RPM TGZ)
 set(CPACK_STRIP_FILES ON)
