@@ -37,8 +37,8 @@ static long long Nanoseconds(void) {
 
 static long Microseconds(struct timeval time) { return time.tv_sec * 1000000L + time.tv_usec; }
 
-/* Nobody may always run behind the same one: what a program leaves behind, in
- * caches or in the daemon, is paid by the next. The same order in every call. */
+/* No program may always run after the same other one: what it leaves in caches or in
+ * the daemon is paid by the next. Every call gives the same orders. */
 static void Shuffle(int* order, int count) {
   for (int last = count - 1; last > 0; --last) {
     const int other = rand() % (last + 1);

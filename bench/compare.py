@@ -1,7 +1,7 @@
-"""The cases of bench/run, and the table that it makes of them.
+"""The cases of bench/run, and the table and the picture that it makes of them.
 
 All contestants of a case run in turns, and each number is a ratio to the floor's run
-of the same round: absolute times would tell of the machine, not of the programs.
+of the same round: absolute times would describe the machine, not the programs.
 """
 
 import argparse
@@ -14,6 +14,7 @@ import tempfile
 import threading
 
 import measure
+import report
 from measure import Contestant
 
 KIB = 1024
@@ -148,10 +149,6 @@ def all_cases(socket, folder, quick):
     ]
 
 
-def ratio(value, base):
-    return f"{value / base:.2f}" if base else "-"
-
-
 def drain(pipe):
     """Reads the pipe as long as this process lives, so that writers never end it."""
     os.mkfifo(pipe)
@@ -165,42 +162,41 @@ def drain(pipe):
 
 
 def measure_case(case, socket, folder):
-    """The rows of one case, as lists of cells."""
+    """One dictionary for each contestant; see report.COLUMNS."""
     with measure.standin(socket, case.size):
         runs = measure.alternate(folder, case.contestants, case.rounds, case.output)
-    counts = []
+    rows = []
+    for contestant, its_runs in zip(case.contestants, runs):
+        low, middle, high = measure.quartiles(measure.paired_ratios(its_runs, runs[0], "wall"))
+        cpu = measure.quartiles(measure.paired_ratios(its_runs, runs[0], "cpu"))[1]
+        rows.append({"case": case.title, "program": contestant.name, "wall": middle,
+                     "low": low, "high": high, "processor": cpu})
     if case.counted >= 0:
         with measure.standin(socket, case.counted):
-            counts = [
-                (
-                    measure.instructions(folder, contestant),
-                    measure.system_calls(folder, contestant).total(),
-                )
-                for contestant in case.contestants
-            ]
-    rows = []
-    for number, contestant in enumerate(case.contestants):
-        low, middle, high = measure.quartiles(measure.paired_ratios(runs[number], runs[0], "wall"))
-        cpu = measure.quartiles(measure.paired_ratios(runs[number], runs[0], "cpu"))[1]
-        if counts:
-            memory = [max(run.memory for run in some) for some in (runs[number], runs[0])]
-            faults = [measure.quartiles([run.faults for run in some])[1] for some in
-                      (runs[number], runs[0])]
-            exact = [
-                f"{memory[0] - memory[1]:+d}",
-                f"{faults[0] - faults[1]:+.0f}",
-                ratio(counts[number][0], counts[0][0]),
-                f"{counts[number][1] - counts[0][1]:+d}",
-            ]
-        else:
-            exact = ["-"] * 4
-        rows.append([contestant.name, f"{middle:.2f}", f"{low:.2f} to {high:.2f}", f"{cpu:.2f}"] + exact)
+            count_case(case, runs, rows, folder)
     return rows
+
+
+def count_case(case, runs, rows, folder):
+    """Adds to `rows` what is counted and not timed."""
+    base = None
+    for contestant, its_runs, row in zip(case.contestants, runs, rows):
+        counts = (
+            max(run.memory for run in its_runs),
+            measure.quartiles([run.faults for run in its_runs])[1],
+            measure.instructions(folder, contestant),
+            measure.system_calls(folder, contestant).total(),
+        )
+        base = base or counts
+        row["memory"] = counts[0] - base[0]
+        row["faults"] = counts[1] - base[1]
+        row["instructions"] = counts[2] / base[2]
+        row["calls"] = counts[3] - base[3]
 
 
 def by_hyperfine(socket, folder, rounds):
     """The first case again by another program, as a check on this one."""
-    report = pathlib.Path(folder) / "hyperfine.json"
+    output = pathlib.Path(folder) / "hyperfine.json"
     commands = [
         f"{floor()} {socket} {PRINTED_CODE}",
         f"{CLIENT} -s {socket} {PRINTED}",
@@ -208,10 +204,10 @@ def by_hyperfine(socket, folder, rounds):
     with measure.standin(socket, 200):
         subprocess.run(
             ["hyperfine", "--shell=none", "--style=none", f"--runs={rounds}", "--warmup=20"]
-            + [f"--export-json={report}"] + commands,
+            + [f"--export-json={output}"] + commands,
             check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
         )
-    base, client = (result["median"] for result in json.loads(report.read_text())["results"])
+    base, client = (result["median"] for result in json.loads(output.read_text())["results"])
     return client / base
 
 
@@ -226,29 +222,16 @@ def sizes():
     return found
 
 
-def table(socket, folder, quick):
-    lines = [
-        "| case | program | wall | its middle half | processor | memory KiB | page faults"
-        " | instructions | system calls |",
-        "|---|---|---|---|---|---|---|---|---|",
-    ]
+def measure_all(socket, folder, quick):
+    rows = []
     for case in all_cases(socket, folder, quick):
         print(f"bench: {case.title}", file=sys.stderr)
-        title = case.title
-        for row in measure_case(case, socket, folder):
-            lines.append("| " + " | ".join([title] + row) + " |")
-            title = ""
-    check = by_hyperfine(socket, folder, 100 if quick else 2000)
-    lines += ["", f"The first case by hyperfine, one program after the other: {check:.2f}.", ""]
-    lines += ["| build | bytes, stripped | bytes as linked |", "|---|---|---|"]
-    lines += [f"| {name} | {stripped} | {linked} |" for name, stripped, linked in sizes()]
-    return "\n".join(lines) + "\n"
-
-
-def update(text):
-    path = measure.ROOT / "docs" / "performance.md"
-    head, rest = path.read_text().split("<!-- table -->\n")[::2]
-    path.write_text(f"{head}<!-- table -->\n{text}<!-- table -->\n{rest}")
+        rows += measure_case(case, socket, folder)
+    return {
+        "rows": rows,
+        "hyperfine": by_hyperfine(socket, folder, 100 if quick else 2000),
+        "sizes": sizes(),
+    }
 
 
 def check(socket, folder):
@@ -292,10 +275,10 @@ def main():
             faults = check(socket, folder)
             raise SystemExit(f"dearer than allowed: {', '.join(faults)}" if faults else 0)
         drain(pathlib.Path(folder) / "pipe")
-        text = table(socket, folder, options.quick)
-    print(text, end="")
+        results = measure_all(socket, folder, options.quick)
+    print(report.tables(results), end="")
     if options.update:
-        update(text)
+        report.write(results)
 
 
 if __name__ == "__main__":

@@ -95,12 +95,12 @@ def _counted(command, contestant, output):
 
 def instructions(folder, contestant):
     """Instructions in user space, the dynamic loader's included."""
-    told = _counted(
+    log = _counted(
         ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"],
         contestant,
         pathlib.Path(folder) / "counted",
     )
-    return int(re.search(r"Collected : (\d+)", told)[1])
+    return int(re.search(r"Collected : (\d+)", log)[1])
 
 
 def system_calls(folder, contestant):
