@@ -1,4 +1,4 @@
-"""Finds the places of a source file where a single fault can be planted.
+"""Finds the mutants of a source file.
 
 Works on clang's view of the code. Left alone are proofs for the compiler
 (static_assert, consteval functions), macros and declarations without a value.
@@ -9,7 +9,7 @@ import pathlib
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
 
-TURNED = {
+SWAPPED = {
     "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],
     "==": ["!="], "!=": ["=="], "&&": ["||"], "||": ["&&"],
     "+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["/"],
@@ -23,7 +23,7 @@ BODIES = (CursorKind.COMPOUND_STMT, CursorKind.CASE_STMT, CursorKind.DEFAULT_STM
 
 @dataclasses.dataclass(frozen=True, order=True)
 class Site:
-    """One planted fault: `old` at `offset` of `file` becomes `new`."""
+    """One mutant: `old` at `offset` of `file` becomes `new`."""
 
     file: str
     offset: int
@@ -53,7 +53,7 @@ class Finder:
         return self.texts[file]
 
     def span(self, cursor):
-        """File, start and end of what stands in the file itself, or None."""
+        """File, start and end of the cursor, or None if a macro made it."""
         start, end = cursor.extent.start, cursor.extent.end
         if start.file is None or end.file is None or start.file.name != end.file.name:
             return None
@@ -86,11 +86,11 @@ class Finder:
                 if child.type.kind == TypeKind.BOOL:
                     self.negate(child)
         if kind in (CursorKind.BINARY_OPERATOR, CursorKind.COMPOUND_ASSIGNMENT_OPERATOR):
-            self.turn(cursor, children)
+            self.swap(cursor, children)
         if kind == CursorKind.CALL_EXPR and cursor.spelling in ("operator==", "operator!="):
-            self.turn_token(cursor)
+            self.swap_token(cursor)
         if kind == CursorKind.UNARY_OPERATOR:
-            self.turn_unary(*span)
+            self.swap_unary(*span)
         self.literal(cursor, span)
         self.name(cursor, parent, span)
         for child in children:
@@ -110,7 +110,7 @@ class Finder:
             file, start, end = span
             self.add(file, start, end, "!(" + self.text(file)[start:end].decode() + ")")
 
-    def turn(self, cursor, children):
+    def swap(self, cursor, children):
         if len(children) != 2:
             return
         left, right = self.span(children[0]), self.span(children[1])
@@ -119,17 +119,17 @@ class Finder:
         file = left[0]
         between = self.text(file)[left[2]:right[1]].decode()
         operator = between.strip(" \n()")
-        for new in TURNED.get(operator, []):
+        for new in SWAPPED.get(operator, []):
             start = left[2] + between.index(operator)
             self.add(file, start, start + len(operator), new)
 
-    def turn_token(self, cursor):
+    def swap_token(self, cursor):
         for token in cursor.get_tokens():
             if token.spelling in ("==", "!="):
                 file, start, end = self.span(token)
-                self.add(file, start, end, TURNED[token.spelling][0])
+                self.add(file, start, end, SWAPPED[token.spelling][0])
 
-    def turn_unary(self, file, start, end):
+    def swap_unary(self, file, start, end):
         text = self.text(file)[start:end].decode()
         for old, new in (("++", "--"), ("--", "++")):
             if text.startswith(old):
@@ -154,9 +154,9 @@ class Finder:
             # Each of several texts in a row, at its beginning.
             for token in cursor.get_tokens():
                 if token.kind == TokenKind.LITERAL and token.spelling.startswith('"'):
-                    place = self.span(token)
-                    if place is not None:
-                        self.add(file, place[1], place[1] + 1, '"X')
+                    where = self.span(token)
+                    if where is not None:
+                        self.add(file, where[1], where[1] + 1, '"X')
 
     def name(self, cursor, parent, span):
         """Another status, or the next one of an enumeration."""
