@@ -1,5 +1,5 @@
-# Looks for what a part of the project needs, and names the Debian package that
-# brings it when it is missing.
+# Finds what a part of the project needs; if it is missing, the message names the Debian
+# package.
 
 # trel_find_package(<package of CMake> <package of Debian>)
 macro(trel_find_package package debian_package)

@@ -1,6 +1,6 @@
-# What is installed beside the programs. Each package consists of a component that is
-# the same everywhere and of one for Debian's habits or for those of all others; a
-# plain `cmake --install` takes the others'.
+# What is installed beside the programs. Each package has a component that every system
+# gets, and one with what differs between Debian and all others. `cmake --install`
+# installs what the others get.
 
 find_program(TREL_GZIP gzip)
 

@@ -2,7 +2,7 @@
 
 if(CPACK_GENERATOR STREQUAL "DEB")
   set(kind debian)
-  # It would stand above the description of either package.
+  # CPack would put it above the description of both packages.
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 else()
   set(kind elsewhere)

@@ -1,5 +1,5 @@
-# Checks the shared library that TREL_QSLIBS names: it must exist and bring each of
-# the four functions that the client takes from it.
+# Checks the shared library that TREL_QSLIBS names: it must exist and export the four
+# functions that the client uses.
 
 if(TREL_QSLIBS)
   if(NOT EXISTS "${TREL_QSLIBS}" OR IS_DIRECTORY "${TREL_QSLIBS}")

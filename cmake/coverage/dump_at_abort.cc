@@ -1,5 +1,4 @@
-// Linked into every program of a coverage build: what was executed before abort(3)
-// counts too.
+// Linked into every program of a coverage build: abort(3) writes the counts first.
 
 // The names are the linker's and the compiler's.
 extern "C" {

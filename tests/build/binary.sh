@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The client needs only libc at run time, carries no exception or type information
-# machinery, and makes its calls under their plain names. A static one needs nothing.
+# The client needs only libc at run time (a static one nothing), contains no code for
+# exceptions or run-time types, and calls C library functions by their plain names.
 #
 #   binary.sh <client> <sanitized: 0 or 1>
 set -euo pipefail

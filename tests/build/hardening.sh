@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Fails if a finished binary is not hardened, by what the file holds:
+# Fails if a finished binary is not hardened:
 #
 #   hardening.sh <binary> [<library that it may need>...]
 #
-# PIE, full RELRO, immediate binding, stack protector, stack-clash probes, fortified
-# calls, no executable stack, no path of its own to libraries, and no library needed
-# but those named (without a name: any).
+# It must have PIE, full RELRO, immediate binding, a stack protector, stack-clash probes
+# and fortified calls, no executable stack and no library path. It must need the named
+# libraries and no other; without a name they are not checked.
 set -euo pipefail
 export LC_ALL=C # readelf is read in its own words
 

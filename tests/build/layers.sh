@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The layers of the client: client may include transport and support, transport may
-# include support, support includes nothing of ours. And the stand-in and the tests'
-# support share no code with the client.
+# include support, support neither. The stand-in daemon and the tests' support share no
+# code with the client.
 #
 #   layers.sh <source folder>
 set -euo pipefail

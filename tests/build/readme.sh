@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The example of README.md: a script under test is seen to behave, and what it sent is
-# shown decoded.
+# The example of README.md works: the stand-in daemon reports that the script under test
+# sent what it should, and shows the requests decoded.
 #
 #   readme.sh <source folder> <build folder>
 set -euo pipefail

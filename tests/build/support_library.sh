@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Another support library can be linked in: its texts are the ones used, and ours are
-# left out. A library that is missing or incomplete stops the configuration.
+# Another support library can be linked instead of the project's own: the client prints
+# its texts. A library that is missing or incomplete stops the configuration.
 #
 #   support_library.sh <source folder> <cmake> <C++ compiler>
 set -euo pipefail
