@@ -8,6 +8,7 @@ import argparse
 import json
 import os
 import pathlib
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -91,17 +92,21 @@ def streams(socket, folder):
     ]
 
 
+def quoted(words):
+    return shlex.join(str(word) for word in words)
+
+
 def loops(socket, count, parallel):
     """Shells that run each program `count` times in all."""
 
-    def shell(command):
-        loop = f"i=0; while [ $i -lt {count // parallel} ]; do {command}; i=$((i+1)); done"
+    def shell(*words):
+        loop = f"i=0; while [ $i -lt {count // parallel} ]; do {quoted(words)}; i=$((i+1)); done"
         return ["/bin/sh", "-c", f"for p in $(seq {parallel}); do ({loop}) & done; wait"]
 
     return [
-        Contestant("floor", shell(f"{floor()} {socket} {PRINTED_CODE}")),
-        Contestant("trel-tool", shell(f"{CLIENT} -s {socket} {PRINTED}")),
-        Contestant("trel-tool, static", shell(f"{STATIC} -s {socket} {PRINTED}")),
+        Contestant("floor", shell(floor(), socket, PRINTED_CODE)),
+        Contestant("trel-tool", shell(CLIENT, "-s", socket, PRINTED)),
+        Contestant("trel-tool, static", shell(STATIC, "-s", socket, PRINTED)),
     ]
 
 
@@ -198,8 +203,8 @@ def by_hyperfine(socket, folder, rounds):
     """The first case again by another program, as a check on this one."""
     output = pathlib.Path(folder) / "hyperfine.json"
     commands = [
-        f"{floor()} {socket} {PRINTED_CODE}",
-        f"{CLIENT} -s {socket} {PRINTED}",
+        quoted([floor(), socket, PRINTED_CODE]),
+        quoted([CLIENT, "-s", socket, PRINTED]),
     ]
     with measure.standin(socket, 200):
         subprocess.run(

@@ -5,6 +5,7 @@ Works on clang's view of the code. Left alone are proofs for the compiler
 """
 import dataclasses
 import pathlib
+import shlex
 
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
@@ -176,7 +177,7 @@ class Finder:
 def find_sites(root, command):
     """Sites of the translation unit that the entry `command` of
     compile_commands.json compiles, and the files of src/ that it consists of."""
-    arguments = [word for word in command["command"].split() if word.startswith(("-I", "-D"))]
+    arguments = [word for word in shlex.split(command["command"]) if word.startswith(("-I", "-D"))]
     unit = cindex.Index.create().parse(command["file"], args=[*arguments, "-std=c++20"])
     errors = [str(d) for d in unit.diagnostics if d.severity >= cindex.Diagnostic.Error]
     if errors:
