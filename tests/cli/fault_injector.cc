@@ -382,12 +382,13 @@ int connect(int descriptor, const sockaddr* address, socklen_t size) {
   sockaddr_un copy{};
   std::memcpy(&copy, address, std::min<std::size_t>(size, sizeof copy));
   const std::size_t length = strnlen(copy.sun_path, sizeof copy.sun_path);
-  const auto zeros = std::count(copy.sun_path + length, std::end(copy.sun_path), '\0');
+  const bool zeros = std::all_of(copy.sun_path + length, std::end(copy.sun_path),
+                                 [](char byte) { return byte == '\0'; });
   Line line;
   line.Add("connect(");
   line.AddDescriptor(descriptor);
-  line.Add(", %s \"%.*s\" and %ld zeros, %u)", copy.sun_family == AF_UNIX ? "unix" : "?",
-           static_cast<int>(length), copy.sun_path, static_cast<long>(zeros), size);
+  line.Add(", %s \"%.*s\" and %s, %u)", copy.sun_family == AF_UNIX ? "unix" : "?",
+           static_cast<int>(length), copy.sun_path, zeros ? "zeros" : "?", size);
   const int result =
       verdict.effect == FAIL ? Failure(verdict, -1) : next(descriptor, address, size);
   Close(line, verdict, result);

@@ -51,7 +51,7 @@ struct InjectedRun {
 };
 
 struct InjectedResult : ClientResult {
-  /// The client's calls in order; a temporary folder's six letters read XXXXXX.
+  /// The client's calls in order; a temporary folder's path reads <folder>.
   std::vector<std::string> calls;
 };
 

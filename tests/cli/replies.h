@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/frame.h"
 #include "support/bytes.h"
 #include "support/client.h"
 

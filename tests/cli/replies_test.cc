@@ -49,33 +49,6 @@ void MakeStandardOutputABrokenPipe() {
   }
 }
 
-// --- no daemon -------------------------------------------------------------------
-
-TEST(NoDaemon, IsToldWithTheReasonAndWithoutTheHelp) {
-  const ProcessResult run = RunClientAlone({"-s", "/nonexistent/socket", "stats"});
-  EXPECT_EQ(run.err, "connect error: No such file or directory\n");
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.exitValue, 1);
-}
-
-TEST(NoDaemon, OnAnEmptyPathIsRefused) {
-  const ProcessResult run = RunClientAlone({"-s", "", "stats"});
-  EXPECT_EQ(run.err, "connect error: Connection refused\n");
-  EXPECT_EQ(run.exitValue, 1);
-}
-
-TEST(Connection, UsesTheFirst107BytesOfALongPath) {
-  const TempFolder folder;
-  std::string path = folder / "";
-  path.append(120 - path.size(), 'p');
-  ScriptedDaemon daemon(path.substr(0, 107), {ReadRequest{}, SendBytes{"text"}});
-  const ProcessResult run = RunClientAlone({"-s", path, "stats"});
-  EXPECT_EQ(run.out, "text");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 0);
-  EXPECT_TRUE(daemon.WasCalled());
-}
-
 // --- framed ----------------------------------------------------------------------
 
 TEST(FramedReply, PrintsThePayloadAndOneLineEnd) {
@@ -216,16 +189,6 @@ TEST(FramedReply, ToAConnectionResetIsToldAsSuch) {
   EXPECT_EQ(run.exitValue, 104);
 }
 
-TEST(FramedReply, ToAClosedStandardOutputIsABadDescriptor) {
-  const ClientResult run = RunClientAgainst(
-      {.words = {"fitness-stats-get"},
-       .steps = {ReadRequest{}, SendBytes{EncodeFrame(0, "text")}},
-       // Descriptor 1 must not become the socket, so nothing is opened in its place.
-       .prepare = [] { dup2(open("/dev/null", O_RDONLY), 1); }});
-  EXPECT_EQ(run.out + run.err, "");
-  EXPECT_EQ(run.exitValue, 9);
-}
-
 TEST(FramedReply, ToAPipeThatNobodyReadsIsABrokenPipe) {
   const ClientResult run =
       RunClientAgainst({.words = {"fitness-stats-get"},
@@ -306,19 +269,6 @@ TEST(Stream, GoesToTheOutputFile) {
   }
 }
 
-TEST(Stream, OpensTheOutputFileAfterTheSendAndBeforeTheFirstByteComes) {
-  const TempFolder folder;
-  const std::string path = folder / "out";
-  WriteFile(path, "older");
-  // Once the request has been read the file is truncated without a byte sent.
-  const ClientResult run = RunClientAgainst(
-      {.words = {"stats", "-o", path}, .steps = {ReadRequest{}, Call{[&](int) {
-                                                   while (!ReadFile(path).empty()) {
-                                                   }
-                                                 }}}});
-  EXPECT_EQ(run.exitValue, 0);
-}
-
 TEST(Stream, ToAFolderThatIsMissingEndsSilentlyWithItsErrno) {
   const ClientResult run = Answered({"stats", "-o", "/nonexistent/dir/f"}, "text");
   EXPECT_EQ(run.out + run.err, "");
@@ -353,23 +303,6 @@ TEST(Stream, CostsNoMemoryThatGrowsWithIt) {
   EXPECT_EQ(run.exitValue, 0);
   EXPECT_GT(before, 0);
   EXPECT_LT(after, before + 1024);
-}
-
-// --- silence ---------------------------------------------------------------------
-
-TEST(SilenceSlow, EndsAfterTwentySecondsAsNoAnswer) {
-  const ClientResult run =
-      RunClientAgainst({.words = {"fix-concats"}, .steps = {ReadRequest{}, AwaitHangUp{}}});
-  EXPECT_EQ(run.err, "Error received: No answer within the time-out: (null)\n");
-  EXPECT_EQ(run.exitValue, 11);
-}
-
-TEST(SilenceSlow, InAStreamEndsItWithoutAWord) {
-  const ClientResult run = RunClientAgainst(
-      {.words = {"stats"}, .steps = {ReadRequest{}, SendBytes{"kept"}, AwaitHangUp{}}});
-  EXPECT_EQ(run.out, "kept");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 11);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,14 @@ using standin::HexDump;
 /// `count` zero bytes.
 [[nodiscard]] inline std::string Zeros(std::size_t count) {
   return std::string(count, '\0');  // NOLINT(modernize-return-braced-init-list): two characters
+}
+
+/// A number as it stands in memory: payloads carry theirs in the host's byte order.
+template <typename Number>
+[[nodiscard]] std::string InMemory(Number number) {
+  std::string bytes(sizeof number, '\0');
+  std::memcpy(bytes.data(), &number, sizeof number);
+  return bytes;
 }
 
 /// Whether both are the same bytes; shows both in hexadecimal if not.

@@ -17,6 +17,10 @@ std::string ClientPath() {
 
 bool ClientIsSanitized() { return TREL_SANITIZED && std::getenv("TREL_TOOL") == nullptr; }
 
+bool ClientRunsBare() {
+  return !ClientIsSanitized() && std::getenv("TREL_MEMCHECK_LOGS") == nullptr;
+}
+
 ClientResult RunClientAgainst(const ClientRun& run) {
   const TempFolder folder;
   ScriptedDaemon daemon(folder / "s", run.steps);

@@ -20,13 +20,17 @@ namespace tests {
 /// which take address space and calls of their own.
 [[nodiscard]] bool ClientIsSanitized();
 
+/// Whether nothing stands between the client under test and the system: no sanitizer,
+/// no memory checker.
+[[nodiscard]] bool ClientRunsBare();
+
 struct ClientResult : ProcessResult {
   bool called = false;  ///< whether the client connected
   std::string request;  ///< what the steps read of its bytes
 };
 
 struct ClientRun {
-  std::vector<std::string> words;         ///< behind `trel-tool -s <socket>`
+  std::vector<std::string> words;         ///< after `trel-tool -s <socket>`
   std::vector<standin::Step> steps = {};  ///< what the daemon does
   std::vector<std::string> environment = {};
   std::function<void()> prepare = {};
@@ -36,7 +40,7 @@ struct ClientRun {
 /// Runs the client as `trel-tool -s <socket> <words>` with a daemon on the socket.
 [[nodiscard]] ClientResult RunClientAgainst(const ClientRun& run);
 
-/// Runs the client with exactly these words behind its name, no daemon around.
+/// Runs the client with exactly these words after its name, no daemon around.
 [[nodiscard]] ProcessResult RunClientAlone(std::vector<std::string> words);
 
 }  // namespace tests

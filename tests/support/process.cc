@@ -4,12 +4,15 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -59,17 +62,20 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-/// Our environment with the setup's variables in it.
+/// Whether a variable of our environment goes to every program. It begins with NAME=.
+bool IsPassedOn(const std::string& variable) {
+  static constexpr const char* BEGINNINGS[] = {"PATH=",  "HOME=", "TMPDIR=", "TREL_", "ASAN_",
+                                               "UBSAN_", "LSAN_", "TSAN_",   "GCOV_", "LLVM_"};
+  return std::any_of(std::begin(BEGINNINGS), std::end(BEGINNINGS),
+                     [&](const char* beginning) { return variable.starts_with(beginning); });
+}
+
+/// The setup's variables, then ours: of two with one name the first counts.
 std::vector<std::string> EnvironmentOf(const ProcessSetup& setup) {
   std::vector<std::string> variables = setup.environment;
   for (char** ours = environ; *ours != nullptr; ++ours) {
-    const std::string variable = *ours;
-    const std::string name = variable.substr(0, variable.find('=') + 1);
-    const bool replaced =
-        std::any_of(setup.environment.begin(), setup.environment.end(),
-                    [&](const std::string& added) { return added.starts_with(name); });
-    if (!replaced) {
-      variables.push_back(variable);
+    if (IsPassedOn(*ours)) {
+      variables.emplace_back(*ours);
     }
   }
   return variables;
@@ -92,8 +98,20 @@ struct Image {
   std::vector<char*> environment;
 };
 
+/// Undoes what the new process has inherited of its caller's settings.
+void ResetSettings() {
+  for (int number = 1; number <= SIGRTMAX; ++number) {
+    signal(number, SIG_DFL);
+  }
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  umask(022);
+}
+
 [[noreturn]] void BecomeProgram(const ProcessSetup& setup, const Image& image, const Pipe& out,
                                 const Pipe& err) {
+  ResetSettings();
   const Descriptor none(open("/dev/null", O_RDONLY | O_CLOEXEC));
   dup2(none.Get(), STDIN_FILENO);
   dup2(out.writing.Get(), STDOUT_FILENO);
@@ -106,6 +124,11 @@ struct Image {
 }
 
 }  // namespace
+
+void DumpNoCore() {
+  constexpr rlimit NONE = {0, 0};
+  setrlimit(RLIMIT_CORE, &NONE);
+}
 
 ProcessResult RunProcess(const ProcessSetup& setup) {
   const Image image(setup);

@@ -1,4 +1,4 @@
-// Runs a program to its end and tells all that it printed and how it ended.
+// Runs a program to its end; returns all that it printed and how it ended.
 
 #ifndef TESTS_SUPPORT_PROCESS_H
 #define TESTS_SUPPORT_PROCESS_H
@@ -23,7 +23,7 @@ struct ProcessResult {
 
 struct ProcessSetup {
   std::vector<std::string> arguments;         ///< the program's name first
-  std::vector<std::string> environment = {};  ///< NAME=value, added to ours
+  std::vector<std::string> environment = {};  ///< NAME=value, see RunProcess
   /// Path that is executed; empty: the first argument.
   std::string program = {};
   /// Called in the new process just before the program starts. Must not allocate.
@@ -32,8 +32,14 @@ struct ProcessSetup {
   std::function<void(pid_t)> whileRunning = {};
 };
 
-/// Runs the program without standard input and waits for its end.
+/// Runs the program without standard input and waits for its end. Whatever the caller
+/// of the tests has set, the program starts with every signal at its default and none
+/// blocked, with umask 022, and with few variables in its environment: those of the
+/// setup, and of ours PATH, HOME, TMPDIR and what checkers and the tests themselves read.
 [[nodiscard]] ProcessResult RunProcess(const ProcessSetup& setup);
+
+/// For a setup's `prepare`: the program leaves no core file, however it ends.
+void DumpNoCore();
 
 }  // namespace tests
 

@@ -6,6 +6,8 @@
 #include <stdlib.h>  // NOLINT(modernize-deprecated-headers): mkdtemp is not in cstdlib
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,7 +16,8 @@
 
 namespace tests {
 
-/// Removed with all that is in it when the test ends.
+/// In the folder that TMPDIR names, or in /tmp without one or where the paths of
+/// sockets would grow too long. Removed with all that is in it when the test ends.
 class TempFolder {
  public:
   TempFolder() {
@@ -32,7 +35,17 @@ class TempFolder {
   [[nodiscard]] std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  std::string path_ = "/tmp/trel.XXXXXX";
+  /// A socket's path has at most 107 bytes.
+  static constexpr std::size_t PARENT_MAX_LENGTH = 80;
+
+  static std::string Parent() {
+    const char* parent = std::getenv("TMPDIR");
+    const bool fits =
+        parent != nullptr && *parent == '/' && std::strlen(parent) <= PARENT_MAX_LENGTH;
+    return fits ? parent : "/tmp";
+  }
+
+  std::string path_ = Parent() + "/trel.XXXXXX";
 };
 
 /// All bytes of a file; throws if it cannot be read.

@@ -1,0 +1,109 @@
+// Standard descriptors that are closed when the client starts. The socket takes the
+// lowest free number, and whatever the client writes to that number goes to the daemon.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "cli/replies.h"
+#include "support/temp_folder.h"
+
+namespace tests {
+namespace {
+
+using standin::AwaitHangUp;
+using standin::HalfClose;
+using standin::ReadRequest;
+using standin::SendBytes;
+using standin::Step;
+using Words = std::vector<std::string>;
+
+enum class GoesTo { CALLER, DAEMON, NOBODY };
+using enum GoesTo;
+
+struct Closed {
+  std::vector<int> numbers;
+  GoesTo output;    ///< what is written to standard output
+  GoesTo messages;  ///< what is written to standard error
+};
+
+const Closed ALL_CLOSED[] = {
+    {{0}, CALLER, CALLER},       {{1}, DAEMON, CALLER},    {{2}, CALLER, DAEMON},
+    {{0, 1}, NOBODY, CALLER},    {{0, 2}, CALLER, NOBODY}, {{1, 2}, DAEMON, NOBODY},
+    {{0, 1, 2}, NOBODY, NOBODY},
+};
+
+class ClosedDescriptors : public testing::TestWithParam<Closed> {
+ protected:
+  static ClientResult Run(const Words& words, const std::vector<Step>& reply) {
+    std::vector<Step> steps = {ReadRequest{}};
+    steps.insert(steps.end(), reply.begin(), reply.end());
+    steps.emplace_back(AwaitHangUp{});
+    return RunClientAgainst({.words = words, .steps = steps, .prepare = CloseThem()});
+  }
+
+  static std::function<void()> CloseThem() {
+    return [numbers = GetParam().numbers] {
+      for (const int number : numbers) {
+        close(number);
+      }
+    };
+  }
+
+  static void Expect(const ClientResult& run, const std::string& request, const std::string& output,
+                     const std::string& messages, int exitValue) {
+    const auto part = [](const std::string& text, GoesTo is, GoesTo wanted) {
+      return is == wanted ? text : "";
+    };
+    const Closed& closed = GetParam();
+    EXPECT_EQ(run.out, part(output, closed.output, CALLER));
+    EXPECT_EQ(run.err, part(messages, closed.messages, CALLER));
+    EXPECT_TRUE(SameBytes(FromHex(request) + part(output, closed.output, DAEMON) +
+                              part(messages, closed.messages, DAEMON),
+                          run.request));
+    EXPECT_EQ(run.exitValue, exitValue);
+    EXPECT_EQ(run.signal, 0);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Closed, ClosedDescriptors, testing::ValuesIn(ALL_CLOSED),
+                         [](const auto& test) {
+                           std::string name = "Number";
+                           for (const int number : test.param.numbers) {
+                             name += "_" + std::to_string(number);
+                           }
+                           return name;
+                         });
+
+TEST_P(ClosedDescriptors, APrintedReplyGoesToNumberOneOrFailsWithItsErrno) {
+  const ClientResult run = Run({PRINTING}, {SendBytes{Frame("00000000", "text")}});
+  constexpr int BAD_DESCRIPTOR = 9;
+  Expect(run, "00000006 00000000", "text\n", "", GetParam().output == NOBODY ? BAD_DESCRIPTOR : 0);
+}
+
+TEST_P(ClosedDescriptors, AStreamGoesToNumberOneOrGetsLostUnnoticed) {
+  const ClientResult run = Run({"stats"}, {SendBytes{"text"}, HalfClose{}});
+  Expect(run, "00000001 00000000", "text", "", 0);
+}
+
+TEST_P(ClosedDescriptors, AnErrorIsReportedToNumberTwo) {
+  const ClientResult run = Run({PRINTING}, {SendBytes{Frame("00000005", "why")}});
+  Expect(run, "00000006 00000000", "", "Error received: Unknown status 0x00000005: why\n", 5);
+}
+
+TEST_P(ClosedDescriptors, AnOutputFileHasTheTextWhateverItsNumber) {
+  const TempFolder folder;
+  const ClientResult run = Run({"stats", "-o", folder / "f"}, {SendBytes{"text"}, HalfClose{}});
+  Expect(run, "00000001 00000000", "", "", 0);
+  EXPECT_EQ(ReadFile(folder / "f"), "text");
+}
+
+TEST_P(ClosedDescriptors, ARefusedLineReachesNobodyButTheCaller) {
+  const ClientResult run = RunClientAgainst({.words = {"crawler"}, .prepare = CloseThem()});
+  EXPECT_FALSE(run.called);
+  EXPECT_EQ(run.out.substr(0, 6), GetParam().output == CALLER ? "usage:" : "");
+  EXPECT_EQ(run.err,
+            GetParam().messages == CALLER ? "UUID must be provided (specify with --uuid)\n" : "");
+  EXPECT_EQ(run.exitValue, 1);
+}
+
+}  // namespace
+}  // namespace tests

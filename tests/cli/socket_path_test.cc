@@ -1,0 +1,67 @@
+// The path of -s: taken byte for byte, from the caller's folder, cut to what an address
+// holds; the last one given counts. And what is said when no daemon listens there.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "cli/replies.h"
+#include "support/scripted_daemon.h"
+#include "support/temp_folder.h"
+
+namespace tests {
+namespace {
+
+using standin::ReadRequest;
+using standin::SendBytes;
+
+TEST(SocketPath, WithoutADaemonIsReportedWithTheReasonAndWithoutTheHelp) {
+  const ProcessResult run = RunClientAlone({"-s", "/nonexistent/socket", "stats"});
+  EXPECT_EQ(run.err, "connect error: No such file or directory\n");
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.exitValue, 1);
+}
+
+TEST(SocketPath, ThatIsEmptyIsRefused) {
+  const ProcessResult run = RunClientAlone({"-s", "", "stats"});
+  EXPECT_EQ(run.err, "connect error: Connection refused\n");
+  EXPECT_EQ(run.exitValue, 1);
+}
+
+/// Runs `stats` with these options in `folder`, where a daemon listens on `name`.
+void ExpectConnects(const TempFolder& folder, const std::string& name,
+                    const std::vector<std::string>& options) {
+  SCOPED_TRACE(testing::PrintToString(name));
+  ScriptedDaemon daemon(folder / name, {ReadRequest{}, SendBytes{"text"}});
+  ProcessSetup setup{.arguments = {"trel-tool", "stats"},
+                     .program = ClientPath(),
+                     .prepare = [here = folder / ""] { (void)!chdir(here.c_str()); }};
+  setup.arguments.insert(setup.arguments.end(), options.begin(), options.end());
+  const ProcessResult run = RunProcess(setup);
+  EXPECT_EQ(run.out, "text");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_TRUE(daemon.WasCalled());
+}
+
+TEST(SocketPath, IsTakenByteForByte) {
+  // No abstract name, no line end cut off, no decoding, no blanks stripped, no variable.
+  for (const std::string name : {"@socket", "line\n", "\xff\xfe\x80", " s ", "~", "$HOME", "-"}) {
+    const TempFolder folder;
+    ExpectConnects(folder, name, {"-s", name});
+    ExpectConnects(folder, name + "2", {"-s", folder / (name + "2")});
+  }
+}
+
+TEST(SocketPath, IsCutToItsFirst107Bytes) {
+  const TempFolder folder;
+  std::string name(107 - (folder / "").size(), 'p');
+  ExpectConnects(folder, name, {"-s", folder / (name + "and more")});
+}
+
+TEST(SocketPath, IsTheLastOneGiven) {
+  const TempFolder folder;
+  ExpectConnects(folder, "last", {"-s", folder / "first", "--socket-path=last"});
+}
+
+}  // namespace
+}  // namespace tests
