@@ -3,7 +3,10 @@
 #
 #   maintenance.sh TREL_TOOL SOCKET
 set -eu
-tool="$1 -s $2"
-$tool disable-workitem -i PROACTIVE_REBALANCE
-$tool what-if-entity-decom -u 00112233-4455-6677-8899-aabbccddeeff -d 2
-$tool enable-workitem -i PROACTIVE_REBALANCE
+trel_tool=$1 socket=$2
+tool() {
+  "$trel_tool" -s "$socket" "$@"
+}
+tool disable-workitem -i PROACTIVE_REBALANCE
+tool what-if-entity-decom -u 00112233-4455-6677-8899-aabbccddeeff -d 2
+tool enable-workitem -i PROACTIVE_REBALANCE

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The client needs only libc at run time (a static one nothing), contains no code for
-# exceptions or run-time types, and calls C library functions by their plain names.
+# exceptions or run-time types, calls C library functions by their plain names, and calls
+# nothing that would change what its caller has set or set a time limit of its own.
 #
 #   binary.sh <client> <sanitized: 0 or 1>
 set -euo pipefail
@@ -28,6 +29,13 @@ for name in signal calloc malloc free strdup socket setsockopt connect send recv
   fopen getopt_long strtoull; do
   grep -qx "$name" <<<"$symbols" || fail "does not call $name"
 done
-if grep -E '^(__recv_chk|__read_chk|setlocale|_Z|__cxa_throw|__gxx_personality)' <<<"$symbols"; then
+if grep -E '^(__recv_chk|__read_chk|_Z|__cxa_throw|__gxx_personality)' <<<"$symbols"; then
   fail "calls what it must not"
+fi
+settings='setlocale|newlocale|uselocale|umask|f?chdir|f?chmod|setr?limit|prctl|daemon|setsid'
+settings+='|(set|unset|put|clear|secure_get)env|setvbuf|setbuf|setlinebuf|isatty'
+times='alarm|ualarm|setitimer|timer_create|timerfd_create|poll|p?select|nanosleep|sleep|usleep'
+signals='sigaction|sigprocmask|pthread_sigmask|signalfd|sigset|raise|kill'
+if grep -xE "($settings|$times|$signals)" <<<"$symbols"; then
+  fail "changes its caller's settings or keeps a time of its own"
 fi

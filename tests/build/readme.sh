@@ -5,6 +5,7 @@
 #   readme.sh <source folder> <build folder>
 set -euo pipefail
 cd "$1"
+unset POSIXLY_CORRECT # the example has options after the command word
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
@@ -14,8 +15,10 @@ lines=$(sed -n '/^## Test a script/,/^## Build/ s/^    //p' README.md)
   echo "README.md does not hold the three lines: $lines" >&2
   exit 1
 }
-lines=${lines//build\/demo/$2}
-lines=${lines//\/tmp\/drawer/$folder\/drawer}
+# In quotes: either path may have blanks.
+build="\"$2\"" drawer="\"$folder\"/drawer"
+lines=${lines//build\/demo/"$build"}
+lines=${lines//\/tmp\/drawer/"$drawer"}
 text=$(bash -euc "$(tail -n +2 <<<"$lines")" 2>&1)
 for part in 'the script was followed: 3 of 3 requests' '"workItemName":"PROACTIVE_REBALANCE"' \
   '"decomMode":2' '{"feasible":true}'; do

@@ -76,6 +76,10 @@ TEST(StoppedClient, TakesTheHeaderAsFarAsItHasCome) {
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "Error received: Unknown status 0x00000005: (null)\n");
   EXPECT_EQ(run.exitValue, 5);
+  const ClientResult zero = RunStopped({PRINTING}, Zeros(7));
+  EXPECT_EQ(zero.out, "\n");
+  EXPECT_EQ(zero.err, "");
+  EXPECT_EQ(zero.exitValue, 0);
 }
 
 TEST(StoppedClient, TakesAPayloadOfWhichNothingHasComeForZeros) {

@@ -13,6 +13,7 @@ import unittest
 
 COOKBOOK, CLIENT, STANDIN, CATALOGUE = sys.argv[1:]
 CLIENT = os.environ.get("TREL_TOOL", CLIENT)
+os.environ.pop("POSIXLY_CORRECT", None)  # the recipes have options after the command word
 
 UUIDS = ["01234567-89ab-cdef-0123-456789abcdef", "11234567-89ab-cdef-0123-456789abcdef"]
 
@@ -26,11 +27,11 @@ NODE=$node exec sh -c "$*"
 
 # The node "idle" has no daemon.
 WRAPPER = """#!/bin/sh
-socket={folder}/socket
-[ "$NODE" != idle ] || socket={folder}/none
-[ "$1" != -s ] || exec {client} "$@"
-echo "$@" >>{folder}/calls
-exec {client} -s "$socket" "$@"
+socket="{folder}/socket"
+[ "$NODE" != idle ] || socket="{folder}/none"
+[ "$1" != -s ] || exec "{client}" "$@"
+echo "$@" >>"{folder}/calls"
+exec "{client}" -s "$socket" "$@"
 """
 
 
@@ -50,7 +51,7 @@ class Cookbook(unittest.TestCase):
         programs.mkdir()
         for name, text in {"ssh": SSH,
                            "trel-tool": WRAPPER.format(folder=self.folder, client=CLIENT),
-                           "trel-standin": f'#!/bin/sh\nexec {STANDIN} "$@"\n'}.items():
+                           "trel-standin": f'#!/bin/sh\nexec "{STANDIN}" "$@"\n'}.items():
             (programs / name).write_text(text)
             (programs / name).chmod(0o755)
         (self.folder / "nodes").write_text("one\nidle\ngone\ntwo\n")

@@ -93,7 +93,7 @@ TEST(Sequence, ARequestThatIsCutShortExitsWith3) {
 TEST(Sequence, ACommandBehindDashesIsRunAndServedUntilItEnds) {
   const TempFolder folder;
   std::ofstream(folder / "script.json") << TwoRequests();
-  const std::string tool = ClientPath() + " -s " + (folder / "s");
+  const std::string tool = "'" + ClientPath() + "' -s '" + (folder / "s") + "'";
   const std::vector<std::string> words = {"--socket",     folder / "s", "--log",
                                           folder / "log", "--script",   folder / "script.json",
                                           "--",           "sh",         "-c"};

@@ -6,6 +6,7 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -27,7 +28,8 @@ class CommandLine {
       pointers_.push_back(text.data());
     }
     pointers_.push_back(nullptr);
-    optind = 0;  // has the C library start over
+    unsetenv("POSIXLY_CORRECT");  // of the tests' caller
+    optind = 0;                   // has the C library start over
   }
 
   [[nodiscard]] int Count() const { return static_cast<int>(texts_.size()); }
