@@ -17,7 +17,7 @@ extern const std::string_view CONTRACT_JSON;
 
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 template <typename Kind, std::size_t Size>
 Kind Named(const Json& name, const std::array<std::pair<std::string_view, Kind>, Size>& kinds) {

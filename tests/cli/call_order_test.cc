@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "cli/command_kinds.h"
+#include "cli/command_samples.h"
 #include "cli/injected_run.h"
 #include "support/bytes.h"
 
@@ -20,8 +20,8 @@ using standin::SendBytes;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-class CallOrder : public testing::TestWithParam<CommandKind> {};
-INSTANTIATE_TEST_SUITE_P(Of, CallOrder, testing::ValuesIn(CommandKinds()), KindName);
+class CallOrder : public testing::TestWithParam<CommandSample> {};
+INSTANTIATE_TEST_SUITE_P(Of, CallOrder, testing::ValuesIn(SampleOfEachPayload()), SampleName);
 
 using Calls = std::vector<std::string>;
 
@@ -29,61 +29,61 @@ void Append(Calls& calls, const Calls& more) {
   calls.insert(calls.end(), more.begin(), more.end());
 }
 
-Calls CallsOfReply(Mode mode) {
+Calls CallsOfReply(ReplyMode mode) {
   switch (mode) {
-    case Mode::STREAM:
+    case ReplyMode::STREAM:
       return {"read(socket, 1023) = 2", "read(socket, 1023) = 0"};
-    case Mode::PRINT:
+    case ReplyMode::PRINT:
       return {"recv(socket, 8, wait for all) = 8", "malloc(2) = #3",
               "recv(socket, 2, wait for all) = 2", "write(1, 2) = 2"};
-    case Mode::SILENT:
+    case ReplyMode::SILENT:
       return {"recv(socket, 8, wait for all) = 8", "malloc(2) = #3",
               "recv(socket, 2, wait for all) = 2"};
-    case Mode::NONE:
+    case ReplyMode::NONE:
       break;
   }
   return {};
 }
 
-TEST_P(CallOrder, IsFixedForEachKindOfCommand) {
-  const CommandKind& kind = GetParam();
-  const InjectedResult run = RunInjected({.words = kind.words, .steps = AnswerOk(kind)});
+TEST_P(CallOrder, IsFixedForEachPayloadAndReplyMode) {
+  const CommandSample& sample = GetParam();
+  const InjectedResult run = RunInjected({.words = sample.words, .steps = ReplyOk(sample)});
 
   Calls expected = {"signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1", "calloc(1, 94720) = #2"};
-  if (kind.copiesText) {
-    Append(expected, {"strdup(\"{}\") = #3"});
+  if (sample.CopiesText()) {
+    Append(expected, {"strdup(\"" + sample.words.back() + "\") = #3"});
   }
   Append(expected, {"socket(unix, stream, 0) = socket",
-                    "setsockopt(socket, receive time-out, " + std::to_string(kind.timeoutSeconds) +
-                        " s 0 us, 16) = 0",
+                    "setsockopt(socket, receive time-out, " +
+                        std::to_string(sample.command->timeoutSeconds) + " s 0 us, 16) = 0",
                     "connect(socket, unix \"<folder>/s\" and zeros, 110) = 0"});
-  if (kind.heapRecord) {
+  if (sample.HasHeapRecord()) {
     Append(expected, {"calloc(1, 94728) = #3"});
   }
   Append(expected, {"send(socket, 8, 0) = 8"});
-  if (!kind.payload.empty()) {
-    const std::string size = std::to_string(kind.payload.size());
+  if (!sample.payload.empty()) {
+    const std::string size = std::to_string(sample.payload.size());
     Append(expected, {"send(socket, " + size + ", 0) = " + size});
   }
-  if (kind.heapRecord) {
+  if (sample.HasHeapRecord()) {
     Append(expected, {"free(#3)"});
   }
-  Calls reply = CallsOfReply(kind.mode);
-  if (kind.heapRecord || kind.copiesText) {
+  Calls reply = CallsOfReply(sample.mode);
+  if (sample.HasHeapRecord() || sample.CopiesText()) {
     reply.at(1) = "malloc(2) = #4";
   }
   Append(expected, reply);
   Append(expected, {"free(#1)", "free(#2)"});
   EXPECT_THAT(run.calls, ElementsAreArray(expected));
-  EXPECT_TRUE(SameBytes(kind.header + kind.payload, run.request));
-  EXPECT_EQ(run.out, OkOutput(kind));
+  EXPECT_TRUE(SameBytes(sample.Request(), run.request));
+  EXPECT_EQ(run.out, OkOutput(sample));
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.exitValue, 0);
 }
 
 /// The calls of a run that reads an empty request's reply from the third
 /// allocation on.
-Calls CallsBehindEmptyRequest(const InjectedResult& run) {
+Calls CallsAfterEmptyRequest(const InjectedResult& run) {
   constexpr std::size_t CALLS_UP_TO_SEND = 7;
   Calls calls = run.calls;
   calls.erase(calls.begin(),
@@ -94,15 +94,15 @@ Calls CallsBehindEmptyRequest(const InjectedResult& run) {
 TEST(CallOrderOfReplies, AReplyWithoutPayloadIsReceivedOnceAndWrittenAsNothing) {
   const InjectedResult run =
       RunInjected({.words = {"fitness-stats-get"}, .steps = {SendBytes{Zeros(8)}, AwaitHangUp{}}});
-  EXPECT_THAT(CallsBehindEmptyRequest(run), ElementsAre("recv(socket, 8, wait for all) = 8",
-                                                        "write(1, 0) = 0", "free(#1)", "free(#2)"));
+  EXPECT_THAT(CallsAfterEmptyRequest(run), ElementsAre("recv(socket, 8, wait for all) = 8",
+                                                       "write(1, 0) = 0", "free(#1)", "free(#2)"));
 }
 
 TEST(CallOrderOfReplies, AnErrorReplyIsReleasedBeforeTheLists) {
   const InjectedResult run =
       RunInjected({.words = {"fitness-stats-get"},
                    .steps = {SendBytes{FromHex("00000005 00000003") + "why"}, AwaitHangUp{}}});
-  EXPECT_THAT(CallsBehindEmptyRequest(run),
+  EXPECT_THAT(CallsAfterEmptyRequest(run),
               ElementsAre("recv(socket, 8, wait for all) = 8", "malloc(3) = #3",
                           "recv(socket, 3, wait for all) = 3", "free(#3)", "free(#1)", "free(#2)"));
 }
@@ -111,7 +111,7 @@ TEST(CallOrderOfReplies, AShortPayloadIsReleasedAndNotAskedForAgain) {
   const InjectedResult run = RunInjected(
       {.words = {"fitness-stats-get"},
        .steps = {SendBytes{FromHex("00000000 00000003") + "w"}, HalfClose{}, AwaitHangUp{}}});
-  EXPECT_THAT(CallsBehindEmptyRequest(run),
+  EXPECT_THAT(CallsAfterEmptyRequest(run),
               ElementsAre("recv(socket, 8, wait for all) = 8", "malloc(3) = #3",
                           "recv(socket, 3, wait for all) = 1", "free(#3)", "write(1, 0) = 0",
                           "free(#1)", "free(#2)"));
@@ -121,7 +121,7 @@ TEST(CallOrderOfReplies, AnOutputFileIsOpenedOnceAfterTheSendAndNeverClosed) {
   const TempFolder folder;
   const InjectedResult run = RunInjected({.words = {"stats", "-o", folder / "f"},
                                           .steps = {SendBytes{"ok"}, HalfClose{}, AwaitHangUp{}}});
-  EXPECT_THAT(CallsBehindEmptyRequest(run),
+  EXPECT_THAT(CallsAfterEmptyRequest(run),
               ElementsAre("fopen(\"<folder>/f\", \"w\") = 0", "read(socket, 1023) = 2",
                           "read(socket, 1023) = 0", "free(#1)", "free(#2)"));
   EXPECT_EQ(ReadFile(folder / "f"), "ok");

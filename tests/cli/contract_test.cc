@@ -6,12 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <map>
-#include <ostream>
 #include <tuple>
 
+#include "cli/command_samples.h"
 #include "core/frame.h"
 #include "support/bytes.h"
 #include "support/client.h"
@@ -21,7 +20,6 @@
 namespace tests {
 namespace {
 
-using contract::ReplyMode;
 using standin::Call;
 using standin::EncodeFrame;
 using standin::ReadRequest;
@@ -29,85 +27,35 @@ using standin::SendBytes;
 using standin::Step;
 using Words = std::vector<std::string>;
 
-/// An example with the reply mode of its request.
-struct Case {
-  const contract::Command* command;
-  const contract::Example* example;
-  ReplyMode mode;
-};
-
-void PrintTo(const Case& row, std::ostream* out) { *out << row.example->name; }
-
-/// A field of one digit decides where a command has two reply modes.
-ReplyMode ModeOf(const contract::Command& command, const contract::Example& example) {
-  if (!command.with) {
-    return command.reply.mode;
-  }
-  const std::size_t offset = command.payload->FieldNamed(command.with->field)->offset;
-  return example.Request().at(standin::HEADER_SIZE + offset) == '0' ? command.reply.mode
-                                                                    : command.with->reply.mode;
-}
-
-std::vector<Case> Examples() {
-  std::vector<Case> cases;
-  for (const contract::Command& command : contract::Get().commands) {
-    for (const contract::Example& example : command.examples) {
-      cases.push_back({&command, &example, ModeOf(command, example)});
-    }
-  }
-  return cases;
-}
-
-/// The example with the fewest arguments of each command in each of its reply modes.
-std::vector<Case> Samples() {
-  std::map<std::pair<std::uint32_t, ReplyMode>, Case> samples;
-  for (const Case& row : Examples()) {
-    Case& sample = samples.try_emplace({row.command->code, row.mode}, row).first->second;
-    if (row.example->args.size() < sample.example->args.size()) {
-      sample = row;
-    }
-  }
-  std::vector<Case> cases;
-  for (const auto& [key, row] : samples) {
-    cases.push_back(row);
-  }
-  return cases;
-}
-
-std::string NameOf(const testing::TestParamInfo<Case>& row) {
-  std::string name = row.param.example->name;
-  for (char& character : name) {
-    character = std::isalnum(static_cast<unsigned char>(character)) != 0 ? character : '_';
-  }
-  return name;
-}
-
 ClientResult RunClient(const Words& words, const std::string& reply) {
   return RunClientAgainst({.words = words, .steps = {ReadRequest{}, SendBytes{reply}}});
 }
 
-class ContractExample : public testing::TestWithParam<Case> {};
-INSTANTIATE_TEST_SUITE_P(All, ContractExample, testing::ValuesIn(Examples()), NameOf);
+class ContractExample : public testing::TestWithParam<CommandSample> {};
+INSTANTIATE_TEST_SUITE_P(All, ContractExample, testing::ValuesIn(AllSamples()), SampleName);
 
 TEST_P(ContractExample, SendsItsBytesAndPrintsWhatItsModePrints) {
-  const auto& [command, example, mode] = GetParam();
+  const CommandSample& sample = GetParam();
   timeval timeout{};
   std::vector<Step> steps = {ReadRequest{}};
-  if (mode != ReplyMode::NONE) {
+  if (sample.mode != ReplyMode::NONE) {
     // A client that reads no reply is gone before anybody can look at its socket.
     steps.emplace_back(Call{[&](int fd) { timeout = ReceiveTimeoutOfPeer(fd); }});
-    steps.emplace_back(SendBytes{mode == ReplyMode::STREAM ? "text" : EncodeFrame(0, "text")});
+    steps.emplace_back(
+        SendBytes{sample.mode == ReplyMode::STREAM ? "text" : EncodeFrame(0, "text")});
   }
-  const ClientResult run = RunClientAgainst({.words = example->args, .steps = steps});
-  EXPECT_TRUE(SameBytes(example->Request(), run.request));
-  EXPECT_EQ(timeout.tv_sec, mode != ReplyMode::NONE ? command->timeoutSeconds : 0);
+  const ClientResult run = RunClientAgainst({.words = sample.words, .steps = steps});
+  EXPECT_TRUE(SameBytes(sample.Request(), run.request));
+  EXPECT_EQ(timeout.tv_sec, sample.mode != ReplyMode::NONE ? sample.command->timeoutSeconds : 0);
   EXPECT_EQ(timeout.tv_usec, 0);
-  EXPECT_EQ(run.out, mode == ReplyMode::PRINT ? "text\n" : mode == ReplyMode::STREAM ? "text" : "");
+  EXPECT_EQ(run.out, sample.mode == ReplyMode::PRINT    ? "text\n"
+                     : sample.mode == ReplyMode::STREAM ? "text"
+                                                        : "");
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.exitValue, 0);
 }
 
-class ContractCommand : public testing::TestWithParam<Case> {
+class ContractCommand : public testing::TestWithParam<CommandSample> {
  protected:
   /// All that a run of this command shows.
   [[nodiscard]] static auto Shown(const Words& words) {
@@ -137,16 +85,16 @@ class ContractCommand : public testing::TestWithParam<Case> {
   /// Whether -o, which only a streamed reply heeds, makes a file.
   [[nodiscard]] bool MakesFile() const {
     const TempFolder folder;
-    (void)RunClient(With(GetParam().example->args, {"-a", "-o", folder / "f"}), "text");
+    (void)RunClient(With(GetParam().words, {"-a", "-o", folder / "f"}), "text");
     return std::filesystem::exists(folder / "f");
   }
 };
-INSTANTIATE_TEST_SUITE_P(All, ContractCommand, testing::ValuesIn(Samples()), NameOf);
+INSTANTIATE_TEST_SUITE_P(All, ContractCommand, testing::ValuesIn(SampleOfEachCommand()),
+                         SampleName);
 
 TEST_P(ContractCommand, ReportsAnErrorIfItsReplyIsFramed) {
-  const ReplyMode mode = GetParam().mode;
-  const bool framed = mode == ReplyMode::PRINT || mode == ReplyMode::SILENT;
-  const ClientResult run = RunClient(GetParam().example->args, EncodeFrame(5, "why"));
+  const bool framed = GetParam().IsFramed();
+  const ClientResult run = RunClient(GetParam().words, EncodeFrame(5, "why"));
   // As a stream, the frame is text up to its first zero byte: none.
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, framed ? "Error received: Unknown status 0x00000005: why\n" : "");
@@ -154,16 +102,16 @@ TEST_P(ContractCommand, ReportsAnErrorIfItsReplyIsFramed) {
 }
 
 TEST_P(ContractCommand, TakesAClosedConnectionForAnEmptySuccess) {
-  const ClientResult run = RunClient(GetParam().example->args, "");
+  const ClientResult run = RunClient(GetParam().words, "");
   EXPECT_EQ(run.out, GetParam().mode == ReplyMode::PRINT ? "\n" : "");
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.exitValue, 0);
 }
 
 TEST_P(ContractCommand, HeedsTheOptionsThatItNamesAndNoOther) {
-  const auto& [command, example, mode] = GetParam();
-  const Words bare = {command->word};
-  const auto plain = Shown(example->args);
+  const CommandSample& sample = GetParam();
+  const Words bare = {sample.command->word};
+  const auto plain = Shown(sample.words);
   const auto refused = Shown(bare);
   for (const contract::Option& option : contract::Get().options) {
     if (option.letter == 'h' || option.letter == 's') {
@@ -171,11 +119,11 @@ TEST_P(ContractCommand, HeedsTheOptionsThatItNamesAndNoOther) {
     }
     // With the example's arguments, or alone: one option may satisfy a check as another does.
     const Words value = WithValue(option);
-    const bool heeded = option.letter == 'o'
-                            ? MakesFile()
-                            : Shown(With(example->args, value)) != plain ||
-                                  (command->check != "none" && Shown(With(bare, value)) != refused);
-    const Words& named = command->options;
+    const bool heeded = option.letter == 'o' ? MakesFile()
+                                             : Shown(With(sample.words, value)) != plain ||
+                                                   (sample.command->check != "none" &&
+                                                    Shown(With(bare, value)) != refused);
+    const Words& named = sample.command->options;
     EXPECT_EQ(heeded, std::find(named.begin(), named.end(), option.name) != named.end())
         << option.name;
   }

@@ -1,8 +1,12 @@
-// Standard descriptors that are closed when the client starts. The socket takes the
-// lowest free number, and whatever the client writes to that number goes to the daemon.
+// Standard descriptors that are closed when the client starts, or that take nothing. The
+// socket takes the lowest free number, and whatever the client writes to that number goes
+// to the daemon.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <array>
 
 #include "cli/replies.h"
 #include "support/temp_folder.h"
@@ -103,6 +107,47 @@ TEST_P(ClosedDescriptors, ARefusedLineReachesNobodyButTheCaller) {
   EXPECT_EQ(run.err,
             GetParam().messages == CALLER ? "UUID must be provided (specify with --uuid)\n" : "");
   EXPECT_EQ(run.exitValue, 1);
+}
+
+/// Runs `words` with its standard output set up by `prepare`.
+ClientResult RunInto(const Words& words, const std::string& reply,
+                     const std::function<void()>& prepare) {
+  return RunClientAgainst(
+      {.words = words, .steps = {ReadRequest{}, SendBytes{reply}}, .prepare = prepare});
+}
+
+void ExpectQuietEnd(int exitValue, const ClientResult& run) {
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.signal, 0);
+  EXPECT_EQ(run.exitValue, exitValue);
+}
+
+/// Standard output becomes a pipe that nobody reads.
+void BreakOutput() {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+  }
+}
+
+void FillOutput() { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); }
+
+void MakeOutputReadOnly() { dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDOUT_FILENO); }
+
+TEST(FailingOutput, OfAPrintedReplyEndsTheRunWithItsErrno) {
+  const std::string reply = Frame("00000000", "text");
+  ExpectQuietEnd(32, RunInto({PRINTING}, reply, BreakOutput));
+  ExpectQuietEnd(28, RunInto({PRINTING}, reply, FillOutput));
+  ExpectQuietEnd(9, RunInto({PRINTING}, reply, MakeOutputReadOnly));
+}
+
+TEST(FailingOutput, OfAStreamGoesUnnoticed) {
+  ExpectQuietEnd(0, RunInto({"stats"}, "text", BreakOutput));
+  ExpectQuietEnd(0, RunInto({"stats"}, "text", FillOutput));
+  ExpectQuietEnd(0, RunInto({"stats"}, "text", MakeOutputReadOnly));
+  ExpectQuietEnd(0, RunInto({"stats", "-o", "/dev/full"}, "text", {}));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-// Error numbers that a failed call may leave behind, with what the client makes of
+// Error numbers that a failed call may leave, with what the client makes of
 // them.
 
-#ifndef TESTS_FAULTS_ERRNOS_H
-#define TESTS_FAULTS_ERRNOS_H
+#ifndef TESTS_CLI_ERRNOS_H
+#define TESTS_CLI_ERRNOS_H
 
 #include <string>
 
@@ -42,4 +42,4 @@ inline constexpr Errno ERRNOS[] = {
 
 }  // namespace tests
 
-#endif  // TESTS_FAULTS_ERRNOS_H
+#endif  // TESTS_CLI_ERRNOS_H

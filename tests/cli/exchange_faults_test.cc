@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-#include "cli/command_kinds.h"
+#include "cli/command_samples.h"
 #include "cli/errnos.h"
 #include "cli/injected_run.h"
 #include "support/bytes.h"
@@ -24,7 +24,7 @@ struct Outcome {
   std::string err = {};
   int exitValue = 0;
   std::string request = {};  ///< all bytes that the daemon was sent
-  std::string after = {};    ///< the calls behind the fault
+  std::string after = {};    ///< the calls after the fault
 };
 
 void ExpectOutcome(const InjectedRun& setup, const Outcome& expected) {
@@ -38,115 +38,125 @@ void ExpectOutcome(const InjectedRun& setup, const Outcome& expected) {
 }
 
 /// The calls from the reply to the end of a good run.
-std::string CallsFromReply(Mode mode) {
+std::string CallsFromReply(ReplyMode mode) {
   switch (mode) {
-    case Mode::STREAM:
+    case ReplyMode::STREAM:
       return "read read free free";
-    case Mode::PRINT:
+    case ReplyMode::PRINT:
       return "recv malloc recv write free free";
-    case Mode::SILENT:
+    case ReplyMode::SILENT:
       return "recv malloc recv free free";
-    case Mode::NONE:
+    case ReplyMode::NONE:
       break;
   }
   return "free free";
 }
 
 /// The calls from the last send to the end of a good run, the send left out.
-std::string CallsFromSent(const CommandKind& kind) {
-  return (kind.heapRecord ? "free " : "") + CallsFromReply(kind.mode);
+std::string CallsFromSent(const CommandSample& sample) {
+  return (sample.HasHeapRecord() ? "free " : "") + CallsFromReply(sample.mode);
 }
 
-std::string CallsAfterFailedSend(const CommandKind& kind) {
-  return kind.heapRecord ? "free free free" : "free free";
+std::string CallsAfterFailedSend(const CommandSample& sample) {
+  return sample.HasHeapRecord() ? "free free free" : "free free";
 }
 
 /// Kept on purpose: stats and the commands without a reply fail silently.
-std::string FailedSendText(const CommandKind& kind, const Errno& error) {
-  const bool silent = kind.mode == Mode::NONE || kind.words[0] == "stats";
+std::string FailedSendText(const CommandSample& sample, const Errno& error) {
+  const bool silent = sample.mode == ReplyMode::NONE || sample.words[0] == "stats";
   return silent ? "" : std::string("Sending command failed: ") + error.statusText + "\n";
 }
 
-class SendFaults : public testing::TestWithParam<CommandKind> {};
-INSTANTIATE_TEST_SUITE_P(Of, SendFaults, testing::ValuesIn(CommandKinds()), KindName);
+class SendFaults : public testing::TestWithParam<CommandSample> {};
+INSTANTIATE_TEST_SUITE_P(Of, SendFaults, testing::ValuesIn(SampleOfEachPayload()), SampleName);
 
 TEST_P(SendFaults, AFailedHeaderSendEndsTheRunBeforeThePayload) {
-  const CommandKind& kind = GetParam();
+  const CommandSample& sample = GetParam();
   for (const Errno& error : ERRNOS) {
-    ExpectOutcome({.words = kind.words, .steps = AnswerOk(kind), .fault = Failing("send:1", error)},
-                  {.err = FailedSendText(kind, error),
-                   .exitValue = error.exitValue,
-                   .after = CallsAfterFailedSend(kind)});
+    ExpectOutcome(
+        {.words = sample.words, .steps = ReplyOk(sample), .fault = Failing("send:1", error)},
+        {.err = FailedSendText(sample, error),
+         .exitValue = error.exitValue,
+         .after = CallsAfterFailedSend(sample)});
   }
 }
 
 TEST_P(SendFaults, AFailedHeaderSendWithoutErrnoIsASuccessWithoutPayload) {
-  const CommandKind& kind = GetParam();
-  ExpectOutcome({.words = kind.words, .steps = AnswerOk(kind), .fault = "send:1:errno=0"},
-                {.out = OkOutput(kind), .after = CallsFromSent(kind)});
+  const CommandSample& sample = GetParam();
+  ExpectOutcome({.words = sample.words, .steps = ReplyOk(sample), .fault = "send:1:errno=0"},
+                {.out = OkOutput(sample), .after = CallsFromSent(sample)});
 }
 
 TEST_P(SendFaults, AShortHeaderSendIsNotRepeated) {
-  const CommandKind& kind = GetParam();
+  const CommandSample& sample = GetParam();
   for (const std::size_t bytes : {0UL, 1UL, 7UL}) {
     ExpectOutcome(
-        {.words = kind.words, .steps = AnswerOk(kind), .fault = Shortened("send:1", bytes)},
-        {.out = OkOutput(kind),
-         .request = kind.header.substr(0, bytes) + kind.payload,
-         .after = (kind.payload.empty() ? "" : "send ") + CallsFromSent(kind)});
+        {.words = sample.words, .steps = ReplyOk(sample), .fault = Shortened("send:1", bytes)},
+        {.out = OkOutput(sample),
+         .request = sample.header.substr(0, bytes) + sample.payload,
+         .after = (sample.payload.empty() ? "" : "send ") + CallsFromSent(sample)});
   }
 }
 
-class PayloadSendFaults : public testing::TestWithParam<CommandKind> {};
-INSTANTIATE_TEST_SUITE_P(Of, PayloadSendFaults, testing::ValuesIn(KindsWithPayload()), KindName);
+class PayloadSendFaults : public testing::TestWithParam<CommandSample> {};
+INSTANTIATE_TEST_SUITE_P(Of, PayloadSendFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(),
+                                                [](const auto& sample) {
+                                                  return !sample.payload.empty();
+                                                })),
+                         SampleName);
 
 TEST_P(PayloadSendFaults, AFailedPayloadSendEndsTheRun) {
-  const CommandKind& kind = GetParam();
+  const CommandSample& sample = GetParam();
   for (const Errno& error : ERRNOS) {
-    ExpectOutcome({.words = kind.words, .steps = AnswerOk(kind), .fault = Failing("send:2", error)},
-                  {.err = FailedSendText(kind, error),
-                   .exitValue = error.exitValue,
-                   .request = kind.header,
-                   .after = CallsAfterFailedSend(kind)});
+    ExpectOutcome(
+        {.words = sample.words, .steps = ReplyOk(sample), .fault = Failing("send:2", error)},
+        {.err = FailedSendText(sample, error),
+         .exitValue = error.exitValue,
+         .request = sample.header,
+         .after = CallsAfterFailedSend(sample)});
   }
 }
 
 TEST_P(PayloadSendFaults, AFailedPayloadSendWithoutErrnoIsASuccess) {
-  const CommandKind& kind = GetParam();
-  ExpectOutcome({.words = kind.words, .steps = AnswerOk(kind), .fault = "send:2:errno=0"},
-                {.out = OkOutput(kind), .request = kind.header, .after = CallsFromSent(kind)});
+  const CommandSample& sample = GetParam();
+  ExpectOutcome(
+      {.words = sample.words, .steps = ReplyOk(sample), .fault = "send:2:errno=0"},
+      {.out = OkOutput(sample), .request = sample.header, .after = CallsFromSent(sample)});
 }
 
 TEST_P(PayloadSendFaults, AShortPayloadSendIsNotRepeated) {
-  const CommandKind& kind = GetParam();
-  for (const std::size_t bytes : {0UL, 1UL, kind.payload.size() - 1}) {
+  const CommandSample& sample = GetParam();
+  for (const std::size_t bytes : {0UL, 1UL, sample.payload.size() - 1}) {
     ExpectOutcome(
-        {.words = kind.words, .steps = AnswerOk(kind), .fault = Shortened("send:2", bytes)},
-        {.out = OkOutput(kind),
-         .request = kind.header + kind.payload.substr(0, bytes),
-         .after = CallsFromSent(kind)});
+        {.words = sample.words, .steps = ReplyOk(sample), .fault = Shortened("send:2", bytes)},
+        {.out = OkOutput(sample),
+         .request = sample.header + sample.payload.substr(0, bytes),
+         .after = CallsFromSent(sample)});
   }
 }
 
-class ReplyFaults : public testing::TestWithParam<CommandKind> {
+class ReplyFaults : public testing::TestWithParam<CommandSample> {
  protected:
   static void Expect(const std::string& fault, const std::vector<Step>& steps,
                      const std::string& printed, Outcome expected) {
-    const CommandKind& kind = GetParam();
-    expected.out = kind.mode == Mode::PRINT ? printed : "";
-    expected.request = kind.header + kind.payload;
-    ExpectOutcome({.words = kind.words, .steps = steps, .fault = fault}, expected);
+    const CommandSample& sample = GetParam();
+    expected.out = sample.mode == ReplyMode::PRINT ? printed : "";
+    expected.request = sample.Request();
+    ExpectOutcome({.words = sample.words, .steps = steps, .fault = fault}, expected);
   }
-  /// The calls behind the reply when nothing of it is left to receive.
+  /// The calls after the reply when nothing of it is left to receive.
   static std::string AfterSuccess() {
-    return GetParam().mode == Mode::PRINT ? "write free free" : "free free";
+    return GetParam().mode == ReplyMode::PRINT ? "write free free" : "free free";
   }
 };
-INSTANTIATE_TEST_SUITE_P(Of, ReplyFaults, testing::ValuesIn(FramedKinds()), KindName);
+INSTANTIATE_TEST_SUITE_P(Of, ReplyFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(), &CommandSample::IsFramed)),
+                         SampleName);
 
 TEST_P(ReplyFaults, AFailedHeaderReceiveIsAnErrorWithoutPayload) {
   for (const Errno& error : ERRNOS) {
-    Expect(Failing("recv:1", error), AnswerOk(GetParam()), "",
+    Expect(Failing("recv:1", error), ReplyOk(GetParam()), "",
            {.err = std::string("Error received: ") + error.statusText + ": (null)\n",
             .exitValue = error.exitValue,
             .after = "free free"});
@@ -154,7 +164,7 @@ TEST_P(ReplyFaults, AFailedHeaderReceiveIsAnErrorWithoutPayload) {
 }
 
 TEST_P(ReplyFaults, AFailedHeaderReceiveWithoutErrnoIsAnEmptySuccess) {
-  Expect("recv:1:errno=0", AnswerOk(GetParam()), "\n", {.after = AfterSuccess()});
+  Expect("recv:1:errno=0", ReplyOk(GetParam()), "\n", {.after = AfterSuccess()});
 }
 
 TEST_P(ReplyFaults, AShortHeaderReceiveLeavesTheRestZero) {
@@ -177,20 +187,20 @@ TEST_P(ReplyFaults, AShortHeaderReceiveLeavesTheRestZero) {
 
 TEST_P(ReplyFaults, APayloadThatCannotBeAllocatedAborts) {
   const InjectedResult run = RunInjected(
-      {.words = GetParam().words, .steps = AnswerOk(GetParam()), .fault = "malloc:1:errno=12"});
+      {.words = GetParam().words, .steps = ReplyOk(GetParam()), .fault = "malloc:1:errno=12"});
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "TREL_SafeMalloc:3116: Failed to allocate new memory\n");
   EXPECT_EQ(run.signal, SIGABRT);
-  EXPECT_TRUE(SameBytes(GetParam().header + GetParam().payload, run.request));
+  EXPECT_TRUE(SameBytes(GetParam().Request(), run.request));
   EXPECT_EQ(NamesAfterFault(run), "");
 }
 
 TEST_P(ReplyFaults, AFailedPayloadReceivePassesAsACompletePayloadOfZeros) {
   for (const Errno& error : ERRNOS) {
-    Expect(Failing("recv:2", error), AnswerOk(GetParam()), Zeros(2) + "\n",
+    Expect(Failing("recv:2", error), ReplyOk(GetParam()), Zeros(2) + "\n",
            {.after = AfterSuccess()});
   }
-  Expect("recv:2:errno=0", AnswerOk(GetParam()), Zeros(2) + "\n", {.after = AfterSuccess()});
+  Expect("recv:2:errno=0", ReplyOk(GetParam()), Zeros(2) + "\n", {.after = AfterSuccess()});
 }
 
 TEST_P(ReplyFaults, AFailedPayloadReceiveOfAnErrorReplyIsAnEmptyText) {
@@ -203,7 +213,7 @@ TEST_P(ReplyFaults, AFailedPayloadReceiveOfAnErrorReplyIsAnEmptyText) {
 TEST_P(ReplyFaults, AShortPayloadReceiveWarnsAndIsAnEmptySuccess) {
   const std::string warning = "Failed to receive the complete UDS message sent. Please try again";
   for (const std::size_t bytes : {0UL, 1UL}) {
-    Expect(Shortened("recv:2", bytes), AnswerOk(GetParam()), "\n",
+    Expect(Shortened("recv:2", bytes), ReplyOk(GetParam()), "\n",
            {.err = warning, .after = "free " + AfterSuccess()});
   }
   // An error reply is forgotten too.
@@ -211,16 +221,21 @@ TEST_P(ReplyFaults, AShortPayloadReceiveWarnsAndIsAnEmptySuccess) {
          {.err = warning, .after = "free " + AfterSuccess()});
 }
 
-class WriteFaults : public testing::TestWithParam<CommandKind> {
+class WriteFaults : public testing::TestWithParam<CommandSample> {
  protected:
   static void Expect(const std::string& fault, Outcome expected) {
-    expected.request = GetParam().header + GetParam().payload;
+    expected.request = GetParam().Request();
     expected.after = "free free";
-    ExpectOutcome({.words = GetParam().words, .steps = AnswerOk(GetParam()), .fault = fault},
+    ExpectOutcome({.words = GetParam().words, .steps = ReplyOk(GetParam()), .fault = fault},
                   expected);
   }
 };
-INSTANTIATE_TEST_SUITE_P(Of, WriteFaults, testing::ValuesIn(KindsWithMode(Mode::PRINT)), KindName);
+INSTANTIATE_TEST_SUITE_P(Of, WriteFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(),
+                                                [](const auto& sample) {
+                                                  return sample.mode == ReplyMode::PRINT;
+                                                })),
+                         SampleName);
 
 TEST_P(WriteFaults, AFailedWriteEndsTheRunWithoutALineEndOrAMessage) {
   for (const Errno& error : ERRNOS) {
@@ -234,18 +249,22 @@ TEST_P(WriteFaults, AShortWriteIsNotRepeated) {
   Expect("write:1:short=1", {.out = "o\n"});
 }
 
-class StreamFaults : public testing::TestWithParam<CommandKind> {
+class StreamFaults : public testing::TestWithParam<CommandSample> {
  protected:
   static void Expect(const std::string& fault, Outcome expected,
                      const std::vector<std::string>& options = {}) {
     std::vector<std::string> words = GetParam().words;
     words.insert(words.end(), options.begin(), options.end());
-    expected.request = GetParam().header + GetParam().payload;
-    ExpectOutcome({.words = words, .steps = AnswerOk(GetParam()), .fault = fault}, expected);
+    expected.request = GetParam().Request();
+    ExpectOutcome({.words = words, .steps = ReplyOk(GetParam()), .fault = fault}, expected);
   }
 };
-INSTANTIATE_TEST_SUITE_P(Of, StreamFaults, testing::ValuesIn(KindsWithMode(Mode::STREAM)),
-                         KindName);
+INSTANTIATE_TEST_SUITE_P(Of, StreamFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(),
+                                                [](const auto& sample) {
+                                                  return sample.mode == ReplyMode::STREAM;
+                                                })),
+                         SampleName);
 
 TEST_P(StreamFaults, AFailedReadEndsTheRunWithoutAMessageAndKeepsWhatWasPrinted) {
   for (const Errno& error : ERRNOS) {

@@ -1,4 +1,4 @@
-// Framed replies of every size, cut at every byte, in pieces, with too much behind
+// Framed replies of every size, cut at every byte, in pieces, with too much after
 // them, and no replies at all.
 
 #include <gtest/gtest.h>
@@ -161,11 +161,18 @@ TEST(OddReply, InSingleBytesIsPutTogether) {
   EXPECT_EQ(run.exitValue, 0);
 }
 
-TEST(OddReply, WithBytesBehindItsEndIsReadToItsEnd) {
+TEST(OddReply, WithBytesAfterItsEndIsReadToItsEnd) {
   const ClientResult run =
       RunWithReply(PRINTING, Frame("00000000", "yes") + Frame("00000005", "not to be seen"));
   EXPECT_EQ(run.out, "yes\n");
   EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.exitValue, 0);
+}
+
+TEST(OddReply, Of16MebibytesArrivesWhole) {
+  const std::string payload(16U << 20U, 'x');
+  const ClientResult run = RunWithReply(PRINTING, Frame("00000000", payload));
+  EXPECT_TRUE(run.out == payload + "\n");
   EXPECT_EQ(run.exitValue, 0);
 }
 

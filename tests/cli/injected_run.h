@@ -1,7 +1,7 @@
 // Runs the real client with the fault injector between it and the C library.
 
-#ifndef TESTS_FAULTS_INJECTED_RUN_H
-#define TESTS_FAULTS_INJECTED_RUN_H
+#ifndef TESTS_CLI_INJECTED_RUN_H
+#define TESTS_CLI_INJECTED_RUN_H
 
 #include <chrono>
 #include <functional>
@@ -41,7 +41,7 @@ class Gate {
 };
 
 struct InjectedRun {
-  std::vector<std::string> words;         ///< behind `trel-tool -s <socket>`
+  std::vector<std::string> words;         ///< after `trel-tool -s <socket>`
   std::vector<standin::Step> steps = {};  ///< what the daemon does
   std::string fault = {};                 ///< for example "send:2:errno=32"; empty: none
   Gate* gate = nullptr;
@@ -59,10 +59,10 @@ struct InjectedResult : ClientResult {
 /// that the fault or the gate is for.
 [[nodiscard]] InjectedResult RunInjected(const InjectedRun& run);
 
-/// The names of the calls behind the one with the injected fault, with a blank
+/// The names of the calls after the one with the injected fault, with a blank
 /// between them.
 [[nodiscard]] std::string NamesAfterFault(const InjectedResult& result);
 
 }  // namespace tests
 
-#endif  // TESTS_FAULTS_INJECTED_RUN_H
+#endif  // TESTS_CLI_INJECTED_RUN_H

@@ -1,8 +1,8 @@
 // What the daemon tests have in common: reply frames by hand, long texts, and the
 // runs of the two framed commands.
 
-#ifndef TESTS_DAEMON_REPLIES_H
-#define TESTS_DAEMON_REPLIES_H
+#ifndef TESTS_CLI_REPLIES_H
+#define TESTS_CLI_REPLIES_H
 
 #include <iomanip>
 #include <sstream>
@@ -51,4 +51,4 @@ inline const std::string SHORT_PAYLOAD_WARNING =
 
 }  // namespace tests
 
-#endif  // TESTS_DAEMON_REPLIES_H
+#endif  // TESTS_CLI_REPLIES_H

@@ -4,7 +4,7 @@
 
 #include <csignal>
 
-#include "cli/command_kinds.h"
+#include "cli/command_samples.h"
 #include "cli/errnos.h"
 #include "cli/injected_run.h"
 #include "support/bytes.h"
@@ -12,10 +12,10 @@
 namespace tests {
 namespace {
 
-class SetupFaults : public testing::TestWithParam<CommandKind> {
+class SetupFaults : public testing::TestWithParam<CommandSample> {
  protected:
   static InjectedResult Run(const std::string& fault) {
-    return RunInjected({.words = GetParam().words, .steps = AnswerOk(GetParam()), .fault = fault});
+    return RunInjected({.words = GetParam().words, .steps = ReplyOk(GetParam()), .fault = fault});
   }
 
   static void ExpectAbort(const std::string& fault, const std::string& text, bool called) {
@@ -46,14 +46,14 @@ class SetupFaults : public testing::TestWithParam<CommandKind> {
     }
   }
 };
-INSTANTIATE_TEST_SUITE_P(Of, SetupFaults, testing::ValuesIn(CommandKinds()), KindName);
+INSTANTIATE_TEST_SUITE_P(Of, SetupFaults, testing::ValuesIn(SampleOfEachMode()), SampleName);
 
 TEST_P(SetupFaults, AFailedSignalIsReportedAndTheRunGoesOn) {
   const InjectedResult run = Run("signal:1:errno=22");
   EXPECT_EQ(run.out, OkOutput(GetParam()));
   EXPECT_EQ(run.err, "Cannot register SIGPIPE handler");
   EXPECT_EQ(run.exitValue, 0);
-  EXPECT_TRUE(SameBytes(GetParam().header + GetParam().payload, run.request));
+  EXPECT_TRUE(SameBytes(GetParam().Request(), run.request));
 }
 
 TEST_P(SetupFaults, AListThatCannotBeAllocatedAborts) {
@@ -76,14 +76,19 @@ TEST_P(SetupFaults, AFailedConnectEndsWithOneForAnyErrno) {
 }
 
 class JsonFaults : public SetupFaults {};
-INSTANTIATE_TEST_SUITE_P(Of, JsonFaults, testing::ValuesIn(KindsThatCopyText()), KindName);
+INSTANTIATE_TEST_SUITE_P(Of, JsonFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(), &CommandSample::CopiesText)),
+                         SampleName);
 
 TEST_P(JsonFaults, AJsonTextThatCannotBeCopiedAborts) {
   ExpectAbort("strdup:1:errno=12", "UtilSafeStrdup0: Failed to allocate new memory\n", false);
 }
 
 class RecordFaults : public SetupFaults {};
-INSTANTIATE_TEST_SUITE_P(Of, RecordFaults, testing::ValuesIn(KindsWithHeapRecord()), KindName);
+INSTANTIATE_TEST_SUITE_P(Of, RecordFaults,
+                         testing::ValuesIn(Only(SampleOfEachPayload(),
+                                                &CommandSample::HasHeapRecord)),
+                         SampleName);
 
 TEST_P(RecordFaults, ARecordThatCannotBeAllocatedAbortsBetweenConnectAndSend) {
   ExpectAbort("calloc:3:errno=12", "TREL_SafeCalloc:3126: Failed to allocate new memory\n", true);

@@ -155,7 +155,7 @@ TEST(GoneDaemon, ThatLeavesTheRequestUnreadMakesAnAnnouncedPayloadZeros) {
   EXPECT_EQ(run.exitValue, 0);
 }
 
-TEST(GoneDaemon, ThatLeavesTheRequestUnreadEndsAStreamBehindItsText) {
+TEST(GoneDaemon, ThatLeavesTheRequestUnreadEndsAStreamAfterItsText) {
   const InjectedResult run = RunIntoHangUp({"stats"}, "read:1", {SendBytes{"text"}});
   EXPECT_EQ(run.out, "text");
   EXPECT_EQ(run.exitValue, 104);

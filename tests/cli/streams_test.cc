@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "cli/replies.h"
+#include "support/peer_socket.h"
 #include "support/temp_folder.h"
 
 namespace tests {
 namespace {
 
 using standin::AwaitHangUp;
+using standin::Call;
 using standin::HalfClose;
 using standin::ReadRequest;
 using standin::SendBytes;
@@ -57,13 +59,13 @@ TEST_P(Stream, EndsWhenTheDaemonSendsNoMore) {
   ExpectPrinted("ok", run);
 }
 
-TEST_P(Stream, LosesTheRestOfAPieceBehindAZeroByte) {
+TEST_P(Stream, LosesTheRestOfAPieceAfterAZeroByte) {
   ExpectPrinted("ab", Run({FromHex("6162 00 6364")}));
   ExpectPrinted("", Run({Zeros(1) + "ab"}));
   ExpectPrinted("ab", Run({"ab" + Zeros(1)}));
 }
 
-TEST_P(Stream, GoesOnWithThePieceBehindTheOneWithAZeroByte) {
+TEST_P(Stream, GoesOnWithThePieceAfterTheOneWithAZeroByte) {
   // A piece is 1023 bytes.
   const std::string text = Text(1022);
   ExpectPrinted(text + "cd", Run({text + Zeros(1) + "cd"}));
@@ -73,19 +75,26 @@ TEST_P(Stream, GoesOnWithThePieceBehindTheOneWithAZeroByte) {
 
 TEST_P(Stream, PrintsNoFormat) { ExpectPrinted("%n%s%s%s%p\n", Run({"%n%s%s%s%p\n"})); }
 
-TEST_P(Stream, ReplacesAnOlderOutputFile) {
-  const TempFolder folder;
-  std::ofstream(folder / "f") << "longer than the new text";
-  ExpectPrinted("", Run({"new"}, {"-o", folder / "f"}));
-  EXPECT_EQ(ReadFile(folder / "f"), "new");
-}
-
 TEST_P(Stream, EndsWithTheReasonIfTheOutputFileCannotBeOpened) {
   const TempFolder folder;
   const ClientResult run = Run({"text"}, {"-o", folder / "none/f"});
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.exitValue, 2);
+}
+
+TEST(StreamMemory, DoesNotGrowWithTheStream) {
+  long before = 0;
+  long after = 0;
+  std::vector<Step> steps = {ReadRequest{}, SendBytes{"text"},
+                             Call{[&](int fd) { before = PeakMemoryOfPeerKib(fd); }}};
+  steps.insert(steps.end(), 64, SendBytes{std::string(1U << 20U, 'x')});
+  steps.emplace_back(Call{[&](int fd) { after = PeakMemoryOfPeerKib(fd); }});
+  const ClientResult run =
+      RunClientAgainst({.words = {"stats", "-o", "/dev/null"}, .steps = steps});
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_GT(before, 0);
+  EXPECT_LT(after, before + 1024);
 }
 
 }  // namespace

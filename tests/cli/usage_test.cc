@@ -50,7 +50,7 @@ TEST(Help, NamesTheProgramAsInvoked) {
   EXPECT_EQ(run.exitValue, 0);
 }
 
-TEST(Help, EndsWithOneLineEndBehindTheExclusionMode) {
+TEST(Help, EndsWithOneLineEndAfterTheExclusionMode) {
   const std::string out = RunClientAlone({"-h"}).out;
   EXPECT_TRUE(out.ends_with("3: ignoreForWitnessAndNewPlacement)\n"));
 }
@@ -163,7 +163,7 @@ const std::vector<Row>& Rows() {
   return rows;
 }
 
-TEST(RefusedLine, IsToldThenTheHelpAndNothingConnects) {
+TEST(RefusedLine, IsReportedThenTheHelpAndNothingConnects) {
   const std::string usage = UsageFor("trel-tool");
   for (const Row& row : Rows()) {
     const ProcessResult run = RunClientAlone(row.words);
