@@ -13,24 +13,17 @@
 // Only calls from the program's own code count: what the C library allocates or
 // writes for itself passes by. No exceptions, no allocation, no stdio on the way.
 
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <link.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+#include "cli/watched_calls.h"
 
 // The C library's own names of its allocator, which nobody stands in front of.
 extern "C" void* __libc_malloc(std::size_t size);
@@ -39,180 +32,7 @@ extern "C" void __libc_free(void* memory);
 
 namespace {
 
-constexpr int NO_LOG = -1;
-/// Far from the descriptors that the client is given.
-constexpr int LOWEST_LOG_DESCRIPTOR = 200;
-
-enum Call {
-  SIGNAL,
-  CALLOC,
-  MALLOC,
-  STRDUP,
-  SOCKET,
-  SETSOCKOPT,
-  CONNECT,
-  SEND,
-  RECV,
-  READ,
-  WRITE,
-  FOPEN,
-  CALL_COUNT
-};
-constexpr std::array<const char*, CALL_COUNT> NAMES = {"signal", "calloc",     "malloc",  "strdup",
-                                                       "socket", "setsockopt", "connect", "send",
-                                                       "recv",   "read",       "write",   "fopen"};
-
-/// A setting of the form <call>:<occurrence>:<rest>.
-struct Place {
-  int call = CALL_COUNT;
-  int occurrence = 0;
-  const char* rest = "";
-};
-
-struct State {
-  std::uintptr_t programBegin = 0;
-  std::uintptr_t programEnd = 0;
-  int log = NO_LOG;
-  Place fault;
-  Place gate;
-  int receiveTimeoutMs = 0;  ///< 0: the client's own
-  int socket = -1;           ///< the client's one descriptor of its own
-  std::array<int, CALL_COUNT> seen{};
-  std::array<const void*, 16> allocations{};  ///< in the order of their numbers
-  std::size_t allocationCount = 0;
-};
-State state;
-
-Place ReadPlace(const char* variable) {
-  Place place;
-  const char* text = std::getenv(variable);
-  const char* colon = text != nullptr ? std::strchr(text, ':') : nullptr;
-  if (colon == nullptr) {
-    return place;
-  }
-  int call = 0;
-  for (const char* name : NAMES) {
-    if (text + std::strlen(name) == colon && std::strncmp(text, name, std::strlen(name)) == 0) {
-      place.call = call;
-    }
-    ++call;
-  }
-  place.occurrence = std::atoi(colon + 1);
-  const char* rest = std::strchr(colon + 1, ':');
-  place.rest = rest != nullptr ? rest + 1 : "";
-  return place;
-}
-
-int ReadProgramRange(dl_phdr_info* object, std::size_t /*size*/, void* /*data*/) {
-  for (int index = 0; index < object->dlpi_phnum; ++index) {
-    const ElfW(Phdr)& header = object->dlpi_phdr[index];
-    if (header.p_type == PT_LOAD && (header.p_flags & PF_X) != 0) {
-      state.programBegin = object->dlpi_addr + header.p_vaddr;
-      state.programEnd = state.programBegin + header.p_memsz;
-    }
-  }
-  return 1;  // the program itself comes first; no other object matters
-}
-
-/// A shell or a checker that starts the client inherits the settings too, and is
-/// left alone.
-bool IsTheClient() {
-  std::array<char, 4096> path{};
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size() - 1);
-  const char* name = length > 0 ? std::strrchr(path.data(), '/') : nullptr;
-  return name != nullptr && std::strcmp(name, "/trel-tool") == 0;
-}
-
-[[gnu::constructor]] void ReadSettings() {
-  if (!IsTheClient()) {
-    return;
-  }
-  state.fault = ReadPlace("TREL_FAULT");
-  state.gate = ReadPlace("TREL_GATE");
-  const char* timeout = std::getenv("TREL_RECEIVE_TIMEOUT_MS");
-  state.receiveTimeoutMs = timeout != nullptr ? std::atoi(timeout) : 0;
-  if (const char* path = std::getenv("TREL_CALL_LOG"); path != nullptr) {
-    const int log = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    state.log = fcntl(log, F_DUPFD_CLOEXEC, LOWEST_LOG_DESCRIPTOR);
-    syscall(SYS_close, log);
-  }
-  dl_iterate_phdr(ReadProgramRange, nullptr);
-}
-
-bool IsFromProgram(const void* returnAddress) {
-  const auto address = reinterpret_cast<std::uintptr_t>(returnAddress);
-  return address >= state.programBegin && address < state.programEnd;
-}
-
-template <typename Function>
-Function* Next(Function* /*own*/, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-/// One line of the log, put together on the stack. Leaves errno alone.
-class Line {
- public:
-  [[gnu::format(printf, 2, 3)]] void Add(const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int added =
-        std::vsnprintf(text_.data() + length_, text_.size() - length_, format, arguments);
-    va_end(arguments);
-    length_ = std::min(length_ + static_cast<std::size_t>(added), text_.size() - 1);
-  }
-  /// Which numbers are free when the client starts is not its concern.
-  void AddDescriptor(int descriptor) {
-    if (descriptor == state.socket) {
-      Add("socket");
-    } else {
-      Add("%d", descriptor);
-    }
-  }
-  void Write() {
-    const int error = errno;
-    Add("\n");
-    if (state.log != NO_LOG) {
-      (void)syscall(SYS_write, state.log, text_.data(), length_);
-    }
-    errno = error;
-  }
-
- private:
-  std::array<char, 1024> text_{};
-  std::size_t length_ = 0;
-};
-
-enum Effect { AS_ASKED, FAIL, SHORT };
-struct Verdict {
-  Effect effect = AS_ASKED;
-  int number = 0;  ///< errno or most bytes
-  bool held = false;
-};
-
-void WaitAtGate() {
-  const int gate = open(state.gate.rest, O_RDONLY | O_CLOEXEC);
-  char none = 0;
-  while (syscall(SYS_read, gate, &none, 1) > 0) {
-  }
-  syscall(SYS_close, gate);
-}
-
-/// Counts a call of the program, holds it at the gate if it belongs there, and
-/// tells what is to become of it.
-Verdict Judge(Call call) {
-  const int occurrence = ++state.seen[call];
-  const bool held = state.gate.call == call && state.gate.occurrence == occurrence;
-  if (held) {
-    WaitAtGate();
-  }
-  if (state.fault.call != call || state.fault.occurrence != occurrence) {
-    return {.held = held};
-  }
-  const char* equals = std::strchr(state.fault.rest, '=');
-  const int number = equals != nullptr ? std::atoi(equals + 1) : 0;
-  const bool isShort = std::strncmp(state.fault.rest, "short", 5) == 0;
-  return {.effect = isShort ? SHORT : FAIL, .number = number, .held = held};
-}
+using namespace injector;
 
 /// Ends a line with the marks of what was done to the call.
 void WriteMarked(Line& line, const Verdict& verdict) {
