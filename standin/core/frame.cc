@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 namespace standin {
@@ -44,16 +45,15 @@ std::string EncodeFrame(std::uint32_t word, std::string_view payload) {
 
 std::string ReadExactly(int fd, std::size_t count) {
   // Grown as bytes arrive: an announced length is no reason to allocate it.
-  constexpr std::size_t piece = 65536;
+  std::array<char, 16384> piece;
   std::string bytes;
   while (bytes.size() < count) {
-    const std::size_t held = bytes.size();
-    bytes.resize(held + std::min(piece, count - held));
-    const ssize_t received = recv(fd, bytes.data() + held, bytes.size() - held, 0);
-    bytes.resize(held + static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
+    const ssize_t received =
+        recv(fd, piece.data(), std::min(piece.size(), count - bytes.size()), 0);
     if (received == 0 || (received < 0 && errno != EINTR)) {
       break;
     }
+    bytes.append(piece.data(), static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
   }
   return bytes;
 }

@@ -8,18 +8,21 @@
 
 #include <getopt.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "client/payload.h"
 #include "client/run.h"
-#include "command_line_model.h"
-#include "support/containment.h"
-#include "support/daemon_calls.h"
-#include "support/input_file.h"
+#include "fuzz/command_line_model.h"
+#include "fuzz/containment.h"
+#include "fuzz/fake_system.h"
+#include "fuzz/input_file.h"
+#include "fuzz/poison.h"
 
 namespace fuzz {
 namespace {
@@ -27,124 +30,154 @@ namespace {
 constexpr std::size_t ENTRY_SIZE = 37;
 constexpr std::size_t MOST_ENTRIES = 2600;
 
-std::string Unfold(std::string_view word) {
-  if (word.size() < 5 || word[0] != '\x01') {
-    return std::string(word);
-  }
-  const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(word[place]); };
-  const std::size_t entries = (byte(1) * 256U + byte(2)) % (MOST_ENTRIES + 1);
-  const std::int64_t length =
-      static_cast<std::int64_t>(entries * ENTRY_SIZE) + static_cast<signed char>(word[3]);
-  const std::string_view pattern = word.substr(4);
-  std::string text;
-  while (static_cast<std::int64_t>(text.size()) < length) {
-    text += pattern;
-  }
-  text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-  return text;
-}
+/// Most characters that the long words of one input have together: three lists and
+/// a path. More would make an input of 100 bytes a line of a megabyte.
+constexpr std::size_t MOST_UNFOLDED = 3 * MOST_ENTRIES * ENTRY_SIZE + 8192;
 
-std::vector<std::string> Words(std::string_view input) {
-  std::vector<std::string> words;
-  for (;;) {
-    const std::size_t end = input.find('\0');
-    words.push_back(Unfold(input.substr(0, end)));
-    if (end == std::string_view::npos) {
-      return words;
+/// The words of one input, each followed by bytes that nobody may read.
+class Words {
+ public:
+  explicit Words(std::string_view input) {
+    Unpoison(text_.data(), text_.size());
+    text_.clear();
+    std::size_t unfoldable = MOST_UNFOLDED;
+    std::vector<std::size_t> ends;
+    for (;;) {
+      const std::size_t end = input.find('\0');
+      AppendWord(input.substr(0, end), unfoldable);
+      ends.push_back(text_.size());
+      text_.append(GAP + (GAP - text_.size() % GAP), '?');
+      if (end == std::string_view::npos) {
+        break;
+      }
+      input.remove_prefix(end + 1);
     }
-    input.remove_prefix(end + 1);
+    std::size_t start = 0;
+    for (const std::size_t end : ends) {
+      words_.push_back(&text_[start]);
+      const std::size_t next = end + GAP + (GAP - end % GAP);
+      Poison(&text_[end], next - end);
+      start = next;
+    }
   }
-}
+  ~Words() { Unpoison(text_.data(), text_.size()); }
+  Words(const Words&) = delete;
+  Words& operator=(const Words&) = delete;
 
-/// The help text for a program of this name, from the checked-in file.
-std::string UsageOf(const std::string& name) {
+  [[nodiscard]] const std::vector<char*>& Pointers() const { return words_; }
+
+ private:
+  static constexpr std::size_t GAP = 16;
+
+  /// Appends a word and its terminator.
+  static void AppendWord(std::string_view word, std::size_t& unfoldable) {
+    if (word.size() < 5 || word[0] != '\x01') {
+      text_.append(word).push_back('\0');
+      return;
+    }
+    const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(word[place]); };
+    const std::size_t entries = (byte(1) * 256U + byte(2)) % (MOST_ENTRIES + 1);
+    const auto wanted =
+        static_cast<std::int64_t>(entries * ENTRY_SIZE) + static_cast<signed char>(word[3]);
+    const std::size_t length =
+        std::min(unfoldable, static_cast<std::size_t>(std::max<std::int64_t>(wanted, 0)));
+    unfoldable -= length;
+
+    const std::size_t start = text_.size();
+    text_.append(word.substr(4, length));
+    while (text_.size() < start + length) {
+      const std::size_t held = text_.size() - start;  // a whole number of patterns
+      text_.append(text_, start, std::min(held, start + length - text_.size()));
+    }
+    text_.push_back('\0');
+  }
+
+  static std::string text_;
+  std::vector<char*> words_;
+};
+
+std::string Words::text_;
+
+/// Whether `out` is the help text for a program of this name, by the checked-in file.
+bool IsUsage(std::string_view out, std::string_view name) {
   static const std::string USAGE = ReadFile(TREL_USAGE_TEXT);
-  static constexpr std::string_view PLACE = "@NAME@";
-  std::string usage = USAGE;
-  return usage.replace(usage.find(PLACE), PLACE.size(), name);
-}
-
-/// The large requests of a run, zero again for each. Only what the run before has used
-/// is cleared: to clear all of it would take longer than most runs.
-trel::LargeRequests& FreshRequests() {
-  static trel::LargeRequests requests;
-  if (requests.upgradeWhatIf.uuidList[0] != '\0') {
-    requests.upgradeWhatIf = {};
-  }
-  if (requests.manualMove.destinationCount != 0 || requests.manualMove.exclusionCount != 0) {
-    requests.manualMove = {};
-  }
-  return requests;
+  static constexpr std::string_view MARK = "@NAME@";
+  static const std::size_t PLACE = USAGE.find(MARK);
+  const std::string_view head = std::string_view(USAGE).substr(0, PLACE);
+  const std::string_view tail = std::string_view(USAGE).substr(PLACE + MARK.size());
+  return out.size() == head.size() + name.size() + tail.size() && out.starts_with(head) &&
+         out.substr(PLACE).starts_with(name) && out.ends_with(tail);
 }
 
 struct Run {
   Outcome outcome;
   std::uint32_t status = 0;
-  std::string out;
-  std::string err;
 };
 
-Run RunOnce(std::vector<std::string> words) {
-  std::vector<char*> argv;
-  argv.reserve(words.size() + 1);
-  for (std::string& word : words) {
-    argv.push_back(word.data());
-  }
-  argv.push_back(nullptr);
+Run RunOnce(const std::vector<char*>& words) {
+  // Of just this size, so that reading beyond the terminator is found.
+  const std::unique_ptr<char*[]> argv(new char*[words.size() + 1]);
+  std::copy(words.begin(), words.end(), argv.get());
+  argv[words.size()] = nullptr;
 
-  Run run;
-  StreamCapture out(stdout);
-  StreamCapture err(stderr);
+  ResetSystem();
+  System().fileError = EACCES;
+  const PrintingIntoSystem printing;
   optind = 0;  // the library starts anew
-  StartRecording();
-  run.outcome = Contain(
-      [&] {
-        run.status = trel::RunClient(static_cast<int>(words.size()), argv.data(), FreshRequests());
-      },
-      Files::REFUSED);
-  StopRecording();
-  run.out = out.Text();
-  run.err = err.Text();
+  Run run;
+  run.outcome =
+      Contain([&] { run.status = trel::RunClient(static_cast<int>(words.size()), argv.get()); });
   return run;
 }
 
 void CheckExchange(const Reading& reading, const Run& run) {
-  const DaemonCalls& calls = RecordedCalls();
-  Require(calls.sockets == 1 && calls.connects == 1, "one socket and one connection");
-  Require(calls.timeoutSeconds == reading.timeoutSeconds, "receive time-out");
+  const FakeSystem& system = System();
+  Require(system.sockets == 1 && system.connects == 1, "one socket and one connection");
+  Require(system.timeoutSeconds == reading.timeoutSeconds, "receive time-out");
   std::string address("\x01\x00", 2);
   address += reading.socketPath.substr(0, 107);
   address.resize(110, '\0');
-  Require(calls.address == address, "address of the daemon");
+  Require(system.address == address, "address of the daemon");
 
-  const std::string payload = ExpectedPayload(reading);
+  static std::string payload;
+  ExpectPayload(reading, payload);
   std::string header(3, '\0');
   header += static_cast<char>(reading.code);
   for (int shift = 24; shift >= 0; shift -= 8) {
     header += static_cast<char>(payload.size() >> shift & 0xff);
   }
-  Require(calls.sends.size() == (payload.empty() ? 1 : 2), "number of sends");
-  Require(calls.sends[0] == header, "header");
-  Require(payload.empty() || calls.sends[1] == payload, "payload");
+  const std::string_view sent = system.sent;
+  Require(system.sendSizes.size() == (payload.empty() ? 1 : 2), "number of sends");
+  Require(sent.substr(0, system.sendSizes[0]) == header, "header");
+  Require(sent.substr(header.size()) == payload, "payload");
 
-  const bool reachesFile = reading.reply == 's' && reading.toFile;
-  Require(calls.receives == (reading.reply == 'n' || reachesFile ? 0 : 1), "number of receives");
+  const bool reachesFile = reading.reply == 's' && reading.outputPath != nullptr;
+  Require(!reachesFile || system.filePath == reading.outputPath, "path of the file");
+  Require(system.receives == (reading.reply == 'n' || reachesFile ? 0 : 1), "number of receives");
   Require(run.status == (reachesFile ? 0x2bad000d : 0U), "status");
-  Require(run.out == (reading.reply == 'p' ? "\n" : ""), "output");
+  Require(system.out == (reading.reply == 'p' ? "\n" : ""), "output");
 }
 
-void Check(const std::vector<std::string>& words) {
-  StreamCapture library(stderr);
-  const Reading reading = ReadWords(words);
-  const std::string err = library.Text() + reading.diagnostic;
-  const Run run = RunOnce(words);
+void Check(const Words& words) {
+  ResetSystem();
+  static std::string err;
+  Reading reading;
+  {
+    const PrintingIntoSystem printing;
+    reading = ReadWords(words.Pointers());
+  }
+  err.assign(System().err).append(reading.diagnostic);
+  const Run run = RunOnce(words.Pointers());
 
-  Require(run.err == err, "diagnostics");
+  const FakeSystem& system = System();
+  Require(system.err == err, "diagnostics");
   if (reading.fate == Fate::EXCHANGED) {
     CheckExchange(reading, run);
   } else {
-    Require(RecordedCalls().sockets == 0, "a refused line makes no socket");
-    Require(run.out == (reading.fate == Fate::ABORTED ? "" : UsageOf(words[0])), "help text");
+    Require(system.sockets == 0, "a refused line makes no socket");
+    Require(reading.fate == Fate::ABORTED ? system.out.empty()
+                                          : IsUsage(system.out, words.Pointers()[0]),
+            "help text");
   }
 
   // Only the copies of -j are left to the end of the process, unless that comes

@@ -1,6 +1,6 @@
 // Options, command word and argument rules of the model.
 
-#include "command_line_model.h"
+#include "fuzz/command_line_model.h"
 
 #include <getopt.h>
 
@@ -151,7 +151,7 @@ struct Reader {
   /// Each returns the diagnostic, or nothing if all is well.
   using Refusal = std::optional<std::string>;
 
-  static Refusal Keep(std::uint32_t& field, const std::string& text, const char* what) {
+  static Refusal Keep(std::uint32_t& field, const char* text, const char* what) {
     const std::optional<std::uint32_t> number = Number(text);
     if (!number) {
       return "Failed to parse "s + what + ": " + text + "\n";
@@ -160,27 +160,27 @@ struct Reader {
     return std::nullopt;
   }
 
-  Refusal Uuid(const std::string& text) {
+  Refusal Uuid(const char* text) {
     std::array<unsigned char, 16>& u = reading.uuid;
     // The count decides: NOLINTNEXTLINE(cert-err34-c)
     const int count = std::sscanf(
-        text.c_str(),
+        text,
         "%02hhx%02hhx%02hhx%02hhx-%02hhx%02hhx-%02hhx%02hhx-%02hhx%02hhx-%02hhx%02hhx%02hhx%02hhx"
         "%02hhx%02hhx",
         u.data(), &u[1], &u[2], &u[3], &u[4], &u[5], &u[6], &u[7], &u[8], &u[9], &u[10], &u[11],
         &u[12], &u[13], &u[14], &u[15]);
     if (count < 8) {
-      return "Failed to parse UUID: " + text + ", length=" + std::to_string(count) + "\n";
+      return "Failed to parse UUID: "s + text + ", length=" + std::to_string(count) + "\n";
     }
     uuidGiven = true;
     ++recoveryTargets;
     return std::nullopt;
   }
 
-  static Refusal MoveList(const std::string& text, std::string& list, bool& given,
+  static Refusal MoveList(std::string_view text, std::string_view& list, bool& given,
                           const char* name) {
     if (!text.empty() && text.size() % 37 != 36) {
-      return "Invalid UUID: " + text + "\n";
+      return "Invalid UUID: "s.append(text) + "\n";
     }
     if (text.size() > 37 * (MOST_LISTED_ENTRIES - 1) - 1) {
       return name + " list is longer than max limit\n"s;
@@ -190,9 +190,9 @@ struct Reader {
     return std::nullopt;
   }
 
-  Refusal UuidListOption(const std::string& text) {
+  Refusal UuidListOption(std::string_view text) {
     if (text.size() % 37 != 36) {
-      return "Invalid UUID: " + text + "\n";
+      return "Invalid UUID: "s.append(text) + "\n";
     }
     if (text.size() > 37 * MOST_LISTED_ENTRIES - 1) {
       reading.fate = Fate::ABORTED;
@@ -203,34 +203,35 @@ struct Reader {
     return std::nullopt;
   }
 
-  Refusal FilePath(const std::string& text) {
+  Refusal FilePath(std::string_view text) {
     if (text.size() > 4096) {
       return "File path is longer than the max path length";
     }
+    // What a longer path of an earlier -f had after this one stays.
     reading.filePath.replace(0, std::min(text.size(), reading.filePath.size()), text);
     return std::nullopt;
   }
 
-  Refusal WorkItem(const std::string& text) {
+  Refusal WorkItem(std::string_view text) {
     const auto* name = std::find(std::begin(WORK_ITEMS), std::end(WORK_ITEMS), text);
     if (text.empty() || name == std::end(WORK_ITEMS)) {
-      return "Invalid work-item type name: " + text + "\n";
+      return "Invalid work-item type name: "s.append(text) + "\n";
     }
     reading.workItem = static_cast<std::uint32_t>(name - std::begin(WORK_ITEMS));
     return std::nullopt;
   }
 
-  Refusal RecoveryMode(const std::string& text) {
+  Refusal RecoveryMode(const char* text) {
     const std::optional<std::uint32_t> mode = Number(text);
     if (mode.value_or(8) > 7) {
-      return "Failed to parse recoveryMode: " + text + "\n";
+      return "Failed to parse recoveryMode: "s + text + "\n";
     }
     reading.recoveryMode = *mode;
     ++recoveryTargets;
     return std::nullopt;
   }
 
-  Refusal ExclusionMode(const std::string& text) {
+  Refusal ExclusionMode(const char* text) {
     Refusal refusal = Keep(reading.exclusionMode, text, "exclusion mode");
     if (!refusal && reading.exclusionMode > 3) {
       refusal = "Invalid exclusion mode: " +
@@ -239,14 +240,14 @@ struct Reader {
     return refusal;
   }
 
-  Refusal Option(int letter, const std::string& text) {
+  Refusal Option(int letter, const char* text) {
     std::uint32_t dropped = 0;
     switch (letter) {
       case 'h':
         reading.fate = Fate::HELP;
         return "";
       case 'o':
-        reading.toFile = true;
+        reading.outputPath = text;
         return std::nullopt;
       case 's':
         reading.socketPath = text;
@@ -291,12 +292,13 @@ struct Reader {
     }
   }
 
+  [[nodiscard]] std::size_t WordCount() const { return reading.words.size() - 1; }
+
   /// Whether the word in the place of the last long option is there and is not
   /// the number that has all 64 bits set or is cut to it.
   [[nodiscard]] bool WordInPlace() const {
-    const auto words = static_cast<int>(reading.words.size());
-    return place < words && std::strtoul(reading.words[static_cast<std::size_t>(place)].c_str(),
-                                         nullptr, 10) != ~0UL;
+    const auto index = static_cast<std::size_t>(place);
+    return index < WordCount() && std::strtoul(reading.words[index], nullptr, 10) != ~0UL;
   }
 
   [[nodiscard]] Refusal Unmet(char needs) const {
@@ -332,7 +334,7 @@ struct Reader {
           return "Either destination list(specify with -n/--destination-list) or exclusion list "
                  "(specify with -x/--exclusion-list) should be provided \n";
         }
-        return unless(!(reading.destinations + reading.exclusions).empty(),
+        return unless(!reading.destinations.empty() || !reading.exclusions.empty(),
                       "Empty destination or exclusion list not allowed.");
       default:
         return std::nullopt;
@@ -340,15 +342,15 @@ struct Reader {
   }
 
   Refusal Command(int wordIndex) {
-    const auto count = static_cast<int>(reading.words.size());
+    const auto count = static_cast<int>(WordCount());
     if (wordIndex == count) {
       return "Command string missing\n";
     }
-    const std::string& word = reading.words[static_cast<std::size_t>(wordIndex)];
+    const std::string_view word = reading.words[static_cast<std::size_t>(wordIndex)];
     const auto* rule = std::find_if(std::begin(RULES), std::end(RULES),
                                     [&](const Rule& row) { return row.word == word; });
     if (rule == std::end(RULES)) {
-      return "Unrecognized command: " + word + "\n";
+      return "Unrecognized command: "s.append(word) + "\n";
     }
     reading.code = static_cast<std::uint32_t>(rule - std::begin(RULES)) + 1;
     reading.reply = reading.code == 26 && reading.all ? 's' : rule->reply;
@@ -357,18 +359,14 @@ struct Reader {
     return Unmet(rule->needs);
   }
 
-  Refusal Read(const std::vector<std::string>& words) {
-    std::vector<std::string> copies = words;
-    std::vector<char*> pointers;
-    std::transform(copies.begin(), copies.end(), std::back_inserter(pointers),
-                   [](std::string& word) { return word.data(); });
-    pointers.push_back(nullptr);
-    if (words.size() < 2) {
+  Refusal Read() {
+    const auto count = static_cast<int>(WordCount());
+    if (count < 2) {
       return "";
     }
     optind = 0;  // the library starts anew
     for (;;) {
-      const int letter = getopt_long(static_cast<int>(words.size()), pointers.data(),
+      const int letter = getopt_long(count, reading.words.data(),
                                      "ho:s:t:u:l:j:f:d:r:n:x:X:i:m:wae", LONG_NAMES, &place);
       if (letter == -1) {
         break;
@@ -378,21 +376,23 @@ struct Reader {
         return refusal;
       }
     }
-    reading.words.assign(pointers.begin(), pointers.end() - 1);
     return Command(optind);
   }
 };
 
 }  // namespace
 
-Reading ReadWords(const std::vector<std::string>& words) {
+Reading ReadWords(const std::vector<char*>& words) {
   Reader reader;
-  const Reader::Refusal refusal = reader.Read(words);
-  if (refusal && reader.reading.fate == Fate::EXCHANGED) {
-    reader.reading.fate = Fate::REFUSED;
+  Reading& reading = reader.reading;
+  reading.words = words;
+  reading.words.push_back(nullptr);
+  Reader::Refusal refusal = reader.Read();
+  if (refusal && reading.fate == Fate::EXCHANGED) {
+    reading.fate = Fate::REFUSED;
   }
-  reader.reading.diagnostic = refusal.value_or("");
-  return reader.reading;
+  reading.diagnostic = std::move(refusal).value_or("");
+  return std::move(reading);
 }
 
 }  // namespace fuzz

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "command_line_model.h"
+#include "fuzz/command_line_model.h"
 
 namespace fuzz {
 namespace {
@@ -35,20 +35,22 @@ std::string Hex(const Reading& reading) {
   return text;
 }
 
-std::string Filled(std::string bytes, std::size_t size) {
+std::string Filled(std::string_view text, std::size_t size) {
+  std::string bytes(text);
   bytes.resize(std::max(size, bytes.size()), '\0');
   return bytes;
 }
 
-std::string Entries(const std::string& list) { return Little((list.size() + 1) / 37, 4); }
+std::string Entries(std::string_view list) { return Little((list.size() + 1) / 37, 4); }
 
 std::string Rebalance(const Reading& reading) {
   unsigned long numbers[] = {86400, 1800, 14913081};
   double variance = 0.3;
   const auto first = static_cast<std::size_t>(reading.argumentIndex);
-  const std::size_t count = first == 0 ? 0 : std::min<std::size_t>(reading.words.size() - first, 4);
+  const std::size_t count =
+      first == 0 ? 0 : std::min<std::size_t>(reading.words.size() - 1 - first, 4);
   for (std::size_t place = 0; place < count; ++place) {
-    const char* word = reading.words[first + place].c_str();
+    const char* word = reading.words[first + place];
     // A word that is no number changes nothing: NOLINTBEGIN(cert-err34-c)
     if (place == 1) {
       (void)std::sscanf(word, "%lf", &variance);
@@ -65,20 +67,20 @@ std::string Rebalance(const Reading& reading) {
 std::string Callbacks(const Reading& reading) {
   int event = 0;
   int entry = 0;
-  for (auto place = static_cast<std::size_t>(reading.argumentIndex); place < reading.words.size();
-       ++place) {
-    const std::string& word = reading.words[place];
+  for (auto place = static_cast<std::size_t>(reading.argumentIndex);
+       place + 1 < reading.words.size(); ++place) {
+    const std::string_view word = reading.words[place];
     event = word == "update" ? 1 : word == "add" ? 2 : word == "delete" ? 3 : event;
     entry = word == "object" ? 2 : word == "disk" ? 3 : word == "node" ? 4 : entry;
   }
   return Filled(std::to_string(event) + ":" + std::to_string(entry) + ":" + Hex(reading), 1024);
 }
 
-std::string Terminated(const std::string& text) { return text + '\0'; }
+std::string Terminated(std::string_view text) { return std::string(text) + '\0'; }
 
 }  // namespace
 
-std::string ExpectedPayload(const Reading& reading) {
+static std::string ExpectedPayload(const Reading& reading) {
   switch (reading.code) {
     case 2:
     case 8:
@@ -124,6 +126,10 @@ std::string ExpectedPayload(const Reading& reading) {
     default:
       return "";
   }
+}
+
+void ExpectPayload(const Reading& reading, std::string& payload) {
+  payload = ExpectedPayload(reading);
 }
 
 }  // namespace fuzz

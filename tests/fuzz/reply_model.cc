@@ -1,13 +1,13 @@
 // The model of reply handling.
 
-#include "reply_model.h"
+#include "fuzz/reply_model.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
 
-#include "support/containment.h"
+#include "fuzz/containment.h"
 #include "support/qslibs.h"
 
 namespace fuzz {
@@ -57,62 +57,21 @@ std::uint32_t Word(std::string_view bytes) {
   return word;
 }
 
-/// Serves receives from the bytes that the daemon sent.
-class Wire {
- public:
-  explicit Wire(const Scene& scene)
-      : rest_(scene.bytes), packetSize_(scene.packetSize), ending_(scene.ending) {}
-
-  struct Received {
-    std::string_view bytes;
-    int error = 0;
-  };
-
-  /// As recv(2) with MSG_WAITALL, or as read(2) if not `all`.
-  Received Take(std::size_t count, bool all) {
-    if (rest_.empty()) {
-      return {"", TakeError()};
-    }
-    const std::size_t whole = packetSize_ != 0 ? std::min(packetSize_, rest_.size()) : rest_.size();
-    const std::string_view bytes = rest_.substr(0, std::min(whole, count));
-    // What a packet holds beyond `count` is lost.
-    rest_.remove_prefix(packetSize_ != 0 ? whole : bytes.size());
-    if (all && packetSize_ == 0 && bytes.size() < count) {
-      // The kernel forgets a reset that ends a receive which has bytes to show.
-      (void)TakeError();
-    }
-    return {bytes, 0};
-  }
-
- private:
-  int TakeError() {
-    switch (ending_) {
-      case HangUp::PLAIN:
-        break;
-      case HangUp::SILENCE:
-        return EAGAIN;
-      case HangUp::RESET:
-        ending_ = HangUp::PLAIN;
-        return ECONNRESET;
-    }
-    return 0;
-  }
-
-  std::string_view rest_;
-  std::size_t packetSize_;
-  HangUp ending_;
-};
+DaemonBytes BytesOf(const Scene& scene) {
+  return {.rest = scene.bytes, .packetSize = scene.packetSize, .ending = scene.ending};
+}
 
 Expectation ExpectStream(const Scene& scene) {
   Expectation expected;
+  expected.opensFile = scene.output == Output::FILE || scene.output == Output::NO_SUCH_FOLDER;
   if (scene.output == Output::NO_SUCH_FOLDER) {
     expected.status = ERRNO_BASE + ENOENT;
     return expected;
   }
   std::string printed;
-  Wire wire(scene);
+  DaemonBytes daemon = BytesOf(scene);
   for (;;) {
-    const Wire::Received piece = wire.Take(PIECE, false);
+    const DaemonBytes::Received piece = daemon.Take(PIECE, false);
     if (piece.bytes.empty()) {
       expected.status = piece.error == 0 ? 0 : ERRNO_BASE + static_cast<std::uint32_t>(piece.error);
       break;
@@ -137,8 +96,8 @@ Expectation ExpectError(std::uint32_t status, std::string_view text) {
 }
 
 Expectation ExpectFrame(const Scene& scene) {
-  Wire wire(scene);
-  const Wire::Received header = wire.Take(HEADER, true);
+  DaemonBytes daemon = BytesOf(scene);
+  const DaemonBytes::Received header = daemon.Take(HEADER, true);
   if (header.error != 0) {
     return ExpectError(ERRNO_BASE + static_cast<std::uint32_t>(header.error), "(null)");
   }
@@ -153,7 +112,7 @@ Expectation ExpectFrame(const Scene& scene) {
     return expected;
   }
   if (length > 0) {
-    const Wire::Received received = wire.Take(length, true);
+    const DaemonBytes::Received received = daemon.Take(length, true);
     if (received.error != 0) {
       payload.assign(length, '\0');
     } else if (received.bytes.size() < length) {

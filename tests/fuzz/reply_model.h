@@ -7,18 +7,13 @@
 #include <cstdint>
 #include <string>
 
+#include "fuzz/fake_system.h"
+
 namespace fuzz {
 
 /// Where the client's output goes: standard output, a file given with -o, a file
 /// that cannot be made, or a standard output that takes no bytes.
 enum class Output { STANDARD, FILE, NO_SUCH_FOLDER, REFUSED };
-
-/// What comes after the daemon's last byte.
-enum class HangUp {
-  PLAIN,    ///< the end of the stream
-  SILENCE,  ///< nothing: the time-out
-  RESET,    ///< the daemon was gone before it had read all that the client sent
-};
 
 struct Scene {
   std::uint32_t code = 1;
@@ -33,6 +28,7 @@ struct Scene {
 struct Expectation {
   std::uint32_t status = 0;
   std::string out;
+  bool opensFile = false;
   std::string file;
   std::string err;
   bool payloadKept = false;  ///< a successful reply's payload is not released

@@ -7,10 +7,10 @@
 #include <string_view>
 
 #include "core/frame.h"
+#include "fuzz/containment.h"
 #include "protocol/request.h"
 #include "script/answer.h"
 #include "script/entry.h"
-#include "support/containment.h"
 
 namespace fuzz {
 namespace {

@@ -9,10 +9,10 @@
 #include <string_view>
 
 #include "core/frame.h"
+#include "fuzz/containment.h"
 #include "protocol/request.h"
 #include "script/answer_source.h"
 #include "script/script_reader.h"
-#include "support/containment.h"
 
 namespace fuzz {
 namespace {

@@ -1,16 +1,17 @@
 // The linker hands calls of these C library functions to __wrap_<name> here. While
 // nothing is contained they go straight on to the library.
 
-#include "support/containment.h"
+#include "fuzz/containment.h"
 
-#include <sanitizer/asan_interface.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csetjmp>
+#include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+#include "fuzz/poison.h"
 
 // The names are the linker's: NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
@@ -20,7 +21,6 @@ void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_malloc(std::size_t size);
 char* __real_strdup(const char* text);
 void __real_free(void* block);
-std::FILE* __real_fopen(const char* path, const char* mode);
 }
 
 namespace {
@@ -29,8 +29,6 @@ bool contained = false;
 std::jmp_buf wayBack;
 fuzz::Outcome outcome;
 std::vector<void*> blocks;
-fuzz::Files filesWanted;
-std::vector<std::FILE*> openFiles;
 
 void* Kept(void* block) {
   if (contained && block != nullptr) {
@@ -41,16 +39,13 @@ void* Kept(void* block) {
 
 bool IsRefused(std::size_t size) { return contained && size > fuzz::ALLOCATION_LIMIT; }
 
-constexpr std::size_t TAIL = 16;
-
 /// A block that does not end in zero bytes by luck: the C library's own reading is
 /// not instrumented, so a text that it reads beyond its end must look wrong.
 void* WithTail(std::size_t size) {
-  auto* block = static_cast<char*>(__real_malloc(size + TAIL));
-  std::fill_n(block + size, TAIL, '?');
-#if __has_feature(address_sanitizer)
-  ASAN_POISON_MEMORY_REGION(block + size, TAIL);
-#endif
+  constexpr std::size_t tail = 16;
+  auto* block = static_cast<char*>(__real_malloc(size + tail));
+  std::fill_n(block + size, tail, '?');
+  fuzz::Poison(block + size, tail);
   return block;
 }
 
@@ -90,11 +85,7 @@ void* __wrap_malloc(std::size_t size) {
   return IsRefused(size) ? nullptr : Kept(WithTail(size));
 }
 
-char* __wrap_strdup(const char* text) {
-  char* copy = __real_strdup(text);
-  Kept(copy);
-  return copy;
-}
+char* __wrap_strdup(const char* text) { return static_cast<char*>(Kept(__real_strdup(text))); }
 
 void __wrap_free(void* block) {
   if (contained && block != nullptr) {
@@ -105,16 +96,10 @@ void __wrap_free(void* block) {
   __real_free(block);
 }
 
-std::FILE* __wrap_fopen(const char* path, const char* mode) {
-  if (contained && filesWanted == fuzz::Files::REFUSED) {
-    errno = EACCES;
-    return nullptr;
-  }
-  std::FILE* file = __real_fopen(path, mode);
-  if (contained && file != nullptr) {
-    openFiles.push_back(file);
-  }
-  return file;
+// Freed blocks stay unused for the length of an input, which frees less than 1 MiB;
+// AddressSanitizer's own 256 MiB are cold memory for every block.
+const char* __asan_default_options() {
+  return "quarantine_size_mb=1:thread_local_quarantine_size_kb=256:malloc_context_size=8";
 }
 
 }  // extern "C"
@@ -122,12 +107,11 @@ std::FILE* __wrap_fopen(const char* path, const char* mode) {
 
 namespace fuzz {
 
-Outcome Contain(const std::function<void()>& piece, Files files) {
+Outcome ContainCall(void (*call)(void*), void* piece) {
   outcome = {};
-  filesWanted = files;
   if (setjmp(wayBack) == 0) {  // NOLINT(cert-err52-cpp)
     contained = true;
-    piece();
+    call(piece);
     contained = false;
   }
   outcome.blocksHeld = blocks.size();
@@ -135,37 +119,16 @@ Outcome Contain(const std::function<void()>& piece, Files files) {
     __real_free(block);
   }
   blocks.clear();
-  for (std::FILE* file : openFiles) {
-    (void)std::fclose(file);
-  }
-  openFiles.clear();
   return outcome;
 }
 
-StreamCapture::StreamCapture(std::FILE*& stream)
-    : replaced_(stream), original_(stream), memory_(open_memstream(&text_, &length_)) {
-  Require(memory_ != nullptr, "open_memstream");
-  replaced_ = memory_;
-}
+bool IsContained() { return contained; }
 
-StreamCapture::~StreamCapture() {
-  replaced_ = original_;
-  (void)std::fclose(memory_);
-  __real_free(text_);
-}
-
-std::string StreamCapture::Text() {
-  (void)std::fflush(memory_);
-  return {text_, length_};
-}
-
-void Require(bool holds, const char* what) {
-  if (!holds) {
-    contained = false;
-    // Not through `stderr`, which may be captured.
-    (void)dprintf(STDERR_FILENO, "broken: %s\n", what);
-    __real_abort();
-  }
+void Fail(const char* what) {
+  contained = false;
+  // Not through `stderr`, which may be captured.
+  (void)dprintf(STDERR_FILENO, "broken: %s\n", what);
+  __real_abort();
 }
 
 }  // namespace fuzz

@@ -1,7 +1,7 @@
 // Files by the C library alone, whose reading MemorySanitizer sees.
 
-#ifndef FUZZ_SUPPORT_INPUT_FILE_H
-#define FUZZ_SUPPORT_INPUT_FILE_H
+#ifndef FUZZ_INPUT_FILE_H
+#define FUZZ_INPUT_FILE_H
 
 #include <string>
 
@@ -12,4 +12,4 @@ namespace fuzz {
 
 }  // namespace fuzz
 
-#endif  // FUZZ_SUPPORT_INPUT_FILE_H
+#endif  // FUZZ_INPUT_FILE_H

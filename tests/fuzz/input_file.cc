@@ -1,11 +1,11 @@
 // One file, read piece by piece.
 
-#include "support/input_file.h"
+#include "fuzz/input_file.h"
 
 #include <array>
 #include <cstdio>
 
-#include "support/containment.h"
+#include "fuzz/containment.h"
 
 namespace fuzz {
 
