@@ -117,7 +117,8 @@ struct Example {
 
 struct Word {
   std::string name;
-  std::string field;  ///< the field of the payload that it sets
+  std::string field;     ///< the field of the payload that it sets
+  std::string standard;  ///< what is sent without it, as a word; empty: nothing
 };
 
 struct Command {

@@ -1,5 +1,5 @@
-// What a command line must lead to, written down apart from the client and
-// without a line of it: the fuzzer holds the client against this.
+// What a command line must lead to, by the contract and the rules that this file's
+// functions state. They know no line of the client: the fuzzer holds it against them.
 
 #ifndef FUZZ_COMMAND_LINE_MODEL_H
 #define FUZZ_COMMAND_LINE_MODEL_H
@@ -11,46 +11,43 @@
 #include <string_view>
 #include <vector>
 
+#include "contract/contract.h"
+
 namespace fuzz {
 
+/// How a run ends.
 enum class Fate { REFUSED, HELP, ABORTED, EXCHANGED };
 
-/// A command line as the model has read it. Texts are the caller's words.
-struct Reading {
+/// What the command line says of one option.
+struct Given {
+  bool given = false;
+  std::string_view text;     ///< the last argument that was accepted
+  std::uint32_t number = 0;  ///< its number, that of its name, or 1 of a flag
+};
+
+/// A command line as the model has parsed it. Texts are the caller's words.
+struct ParsedLine {
   Fate fate = Fate::EXCHANGED;
   std::string diagnostic;    ///< of the client, not of getopt_long(3)
   std::vector<char*> words;  ///< as getopt_long(3) has reordered them, terminated
   std::size_t jsonCopies = 0;
-
-  std::uint32_t code = 0;
-  char reply = 0;  ///< s: stream, p: print, q: quiet, n: none
-  long timeoutSeconds = 0;
-  int argumentIndex = 0;
-
-  const char* outputPath = nullptr;
-  std::string_view socketPath = "/var/run/treld.uds";
+  std::vector<Given> options;  ///< in the contract's order
   std::array<unsigned char, 16> uuid = {};
-  std::string_view uuidList;
-  std::string_view json;
   std::string filePath;
-  std::uint32_t decomMode = 0;
-  bool durable = false;
-  std::uint32_t reason = 0;
-  std::uint32_t workItem = 0;
-  std::uint32_t recoveryMode = 0;
-  bool wipe = false;
-  bool all = false;
-  std::string_view destinations;
-  std::string_view exclusions;
-  std::uint32_t exclusionMode = 0;
+  const contract::Command* command = nullptr;
+  std::size_t argumentIndex = 0;  ///< of the first word after the command word; 0: none
+
+  /// What the line says of the option with this long name, which the contract has.
+  [[nodiscard]] const Given& Of(std::string_view name) const;
+  [[nodiscard]] contract::ReplyMode Mode() const;
 };
 
-/// Reads a command line of at least one word. Messages of getopt_long(3) go to
+/// Parses a command line of at least one word. Messages of getopt_long(3) go to
 /// standard error.
-[[nodiscard]] Reading ReadWords(const std::vector<char*>& words);
+[[nodiscard]] ParsedLine ParseLine(const std::vector<char*>& words);
 
-/// Sets `payload` to the bytes that an exchanged command line sends.
-void ExpectPayload(const Reading& reading, std::string& payload);
+/// The payload that an exchanged command line sends.
+[[nodiscard]] std::string ExpectPayload(const ParsedLine& line);
 
 }  // namespace fuzz
 

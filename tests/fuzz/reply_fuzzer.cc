@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "client/command_table.h"
 #include "client/reply.h"
@@ -26,7 +27,8 @@ constexpr char OUTPUT_PATH[] = "replies/of the day";
 Scene ReadScene(std::string_view input) {
   const auto head = [&](std::size_t place) { return static_cast<unsigned char>(input[place]); };
   Scene scene;
-  scene.code = static_cast<std::uint32_t>(head(0) % trel::COMMAND_TABLE.size() + 1);
+  const std::vector<contract::Command>& commands = contract::Get().commands;
+  scene.command = &commands[head(0) % commands.size()];
   scene.all = (head(1) & 1) != 0;
   scene.output = static_cast<Output>((head(1) >> 1) % 4);
   scene.sendStatus = (head(1) & 8) != 0 ? head(2) * 0x01010101U : 0;
@@ -55,14 +57,14 @@ void Check(const Scene& scene) {
   if (scene.output == Output::FILE || scene.output == Output::NO_SUCH_FOLDER) {
     options.outputPath = OUTPUT_PATH;
   }
+  const trel::CommandSpec* command = trel::FindCommand(scene.command->word.c_str());
+  Require(command != nullptr, "the client has each command of the contract");
   std::uint32_t status = 0;
   Outcome outcome;
   {
     const PrintingIntoSystem printing;
-    outcome = Contain([&] {
-      status = trel::HandleReply(DAEMON_SOCKET, trel::COMMAND_TABLE[scene.code - 1], options,
-                                 scene.sendStatus);
-    });
+    outcome = Contain(
+        [&] { status = trel::HandleReply(DAEMON_SOCKET, *command, options, scene.sendStatus); });
   }
 
   const Expectation expected = Expect(scene);

@@ -13,18 +13,11 @@
 namespace fuzz {
 namespace {
 
+using contract::ReplyMode;
+
 constexpr std::uint32_t ERRNO_BASE = 0x2bad0000;
 constexpr std::size_t PIECE = 1023;
 constexpr std::size_t HEADER = 8;
-
-// Codes that print a payload, those that read no reply, the two that may stream.
-constexpr std::uint32_t PRINTING[] = {3, 6, 9, 12, 14, 15, 16, 17, 23, 26, 35};
-constexpr std::uint32_t STATS = 1;
-constexpr std::uint32_t CRAWLER_STATE = 26;
-
-bool Streams(const Scene& scene) {
-  return scene.code == STATS || (scene.code == CRAWLER_STATE && scene.all);
-}
 
 /// The name of a status is the support library's affair but for three rules.
 std::string NameOf(std::uint32_t status) {
@@ -127,7 +120,7 @@ Expectation ExpectFrame(const Scene& scene) {
     return ExpectError(status, length == 0 ? "(null)" : UpToZero(payload));
   }
   expected.payloadKept = length != 0;
-  if (std::find(std::begin(PRINTING), std::end(PRINTING), scene.code) != std::end(PRINTING)) {
+  if (scene.command->reply.mode == ReplyMode::PRINT) {
     if (scene.output == Output::REFUSED) {
       expected.status = ERRNO_BASE + EBADF;
     } else {
@@ -140,20 +133,22 @@ Expectation ExpectFrame(const Scene& scene) {
 }  // namespace
 
 Expectation Expect(const Scene& scene) {
-  if (scene.code >= 30 && scene.code <= 32) {
-    Expectation expected;
-    expected.status = scene.sendStatus;
+  const contract::Command& command = *scene.command;
+  const bool othersReply = scene.all && command.with && command.with->option == "all";
+  const ReplyMode mode = othersReply ? command.with->reply.mode : command.reply.mode;
+  Expectation expected;
+  expected.status = scene.sendStatus;
+  if (mode == ReplyMode::NONE) {
     return expected;
   }
   if (scene.sendStatus != 0) {
-    Expectation expected;
-    expected.status = scene.sendStatus;
-    if (scene.code != STATS) {
+    // A command that always streams fails without a word.
+    if (command.reply.mode != ReplyMode::STREAM) {
       expected.err = "Sending command failed: " + NameOf(scene.sendStatus) + "\n";
     }
     return expected;
   }
-  return Streams(scene) ? ExpectStream(scene) : ExpectFrame(scene);
+  return mode == ReplyMode::STREAM ? ExpectStream(scene) : ExpectFrame(scene);
 }
 
 }  // namespace fuzz

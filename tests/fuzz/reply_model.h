@@ -1,4 +1,4 @@
-// What a reply must lead to, written down apart from the client.
+// What a reply must lead to, by the contract and apart from the client.
 
 #ifndef FUZZ_REPLY_MODEL_H
 #define FUZZ_REPLY_MODEL_H
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "contract/contract.h"
 #include "fuzz/fake_system.h"
 
 namespace fuzz {
@@ -16,7 +17,7 @@ namespace fuzz {
 enum class Output { STANDARD, FILE, NO_SUCH_FOLDER, REFUSED };
 
 struct Scene {
-  std::uint32_t code = 1;
+  const contract::Command* command = nullptr;
   bool all = false;
   Output output = Output::STANDARD;
   std::uint32_t sendStatus = 0;
