@@ -217,7 +217,7 @@ _trel_tool_offer_values() {
   esac
 }
 
-# Offers the options that still make sense.
+# Offers the options that still make sense; a few commands refuse long ones.
 _trel_tool_offer_options() {
   local rows row letter name meaning word reads=all
   _trel_tool_commands
@@ -234,7 +234,8 @@ _trel_tool_offer_options() {
     IFS='|' read -r letter name _ meaning <<<"$row"
     [[ $given != *$letter* ]] || continue
     [[ $reads == all || $reads == *$letter* ]] || continue
-    _trel_tool_offer "$1" "--$name" "$meaning"
+    [[ $command == @(log-level|block-cdb-cb) ]] ||
+      _trel_tool_offer "$1" "--$name" "$meaning"
     _trel_tool_offer "$1" "-$letter" "$meaning"
   done
 }
@@ -266,7 +267,7 @@ _trel_tool_offer_words() {
   done
 }
 
-# Puts the meanings behind the words when readline is about to list them.
+# Puts the meanings after the words when readline is about to list them.
 _trel_tool_describe() {
   local index width=0 line
   [[ ${COMP_TYPE-} == 63 || ${COMP_TYPE-} == 33 || ${COMP_TYPE-} == 64 ]] || return
@@ -301,7 +302,7 @@ _trel_tool() {
   for ((index = 1; index < place; index++)); do
     _trel_tool_read "${words[index]}"
   done
-  # What is behind the cursor counts as far as it holds the command word.
+  # What is after the cursor counts as far as it holds the command word.
   _trel_tool_commands
   for word in "${words[@]:place + 1}"; do
     [[ -n $command || " ${rows[*]%%|*} " != *" $word "* ]] || command=$word
@@ -326,8 +327,6 @@ _trel_tool() {
     _trel_tool_offer_options "$current"
   else
     _trel_tool_offer_words "$current"
-    # Options have to be asked for, unless there is nothing else.
-    [[ -n $current || -n $ended || ${#COMPREPLY[@]} -gt 0 ]] || _trel_tool_offer_options --
   fi
   if [[ -n $prefix ]]; then
     COMPREPLY=("${COMPREPLY[@]/#/$prefix}")

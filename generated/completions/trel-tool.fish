@@ -109,7 +109,7 @@ function __trel_tool_values --argument-names letter
 end
 
 # Prints what stands before the cursor: one line with the letters of the options
-# that are given, then the command word and the words behind it. The option whose
+# that are given, then the command word and the words after it. The option whose
 # value is at the cursor is not among them.
 function __trel_tool_line
     set -l mark \x01
@@ -143,7 +143,7 @@ function __trel_tool_line
     echo (string join '' $given)
     test "$argv[-1]" = $mark; and set -e argv[-1]
     set -l rest (string match --invert -- '--' $argv)
-    # What is behind the cursor counts as far as it holds the command word.
+    # What is after the cursor counts as far as it holds the command word.
     if test (count $rest) -eq 0
         set -l before (commandline -opc)
         for word in (commandline -o)[2..]
@@ -154,9 +154,11 @@ function __trel_tool_line
     set -q rest[1]; and printf '%s\n' $rest
 end
 
-# Whether the option with this letter still makes sense.
-function __trel_tool_takes --argument-names letter
+# Whether the option with this letter still makes sense, with a second word its long name.
+function __trel_tool_takes --argument-names letter long
     set -l line (__trel_tool_line)
+    # A few commands refuse long options.
+    set -q long[1]; and set -q line[2]; and contains -- $line[2] log-level block-cdb-cb; and return 1
     string match -qr -- "[h$letter]" $line[1]; and return 1
     contains -- -- (commandline -opc); and return 1
     set -q line[2]; or return 0
@@ -208,21 +210,39 @@ end
 
 complete -c trel-tool -f
 complete -c trel-tool -a '(__trel_tool_offer)'
-complete -c trel-tool -n '__trel_tool_takes h' -s h -l help -d 'print the help text and end'
-complete -c trel-tool -n '__trel_tool_takes o' -s o -l output-path -d 'write a streamed reply to a file' -rF
-complete -c trel-tool -n '__trel_tool_takes s' -s s -l socket-path -d 'socket of the daemon' -xa '(__trel_tool_sockets)'
-complete -c trel-tool -n '__trel_tool_takes t' -s t -l timeout -d 'accepted, has no effect' -x
-complete -c trel-tool -n '__trel_tool_takes u' -s u -l uuid -d 'UUID of the object, disk or other entity' -x
-complete -c trel-tool -n '__trel_tool_takes l' -s l -l uuid-list -d 'UUIDs of the hosts or disks, joined by commas' -x
-complete -c trel-tool -n '__trel_tool_takes j' -s j -l json -d 'JSON object with the fitness configuration' -x
-complete -c trel-tool -n '__trel_tool_takes f' -s f -l file-path -d 'file that the daemon is to read' -rF
-complete -c trel-tool -n '__trel_tool_takes d' -s d -l decom-mode -d 'decommissioning mode' -x -a '(__trel_tool_values d)'
-complete -c trel-tool -n '__trel_tool_takes e' -s e -l ensure-durability -d 'ensure durability in an ensure-access decommissioning'
-complete -c trel-tool -n '__trel_tool_takes r' -s r -l reason -d 'reason of the upgrade' -x -a '(__trel_tool_values r)'
-complete -c trel-tool -n '__trel_tool_takes i' -s i -l work-item -d 'work-item type' -x -a '(__trel_tool_values i)'
-complete -c trel-tool -n '__trel_tool_takes m' -s m -l recovery-mode -d 'recovery mode' -x -a '(__trel_tool_values m)'
-complete -c trel-tool -n '__trel_tool_takes w' -s w -l wipe-disk -d 'wipe the disks in the upgrade'
-complete -c trel-tool -n '__trel_tool_takes a' -s a -l all -d 'all objects that this node owns'
-complete -c trel-tool -n '__trel_tool_takes n' -s n -l destination-list -d 'UUIDs of the destinations, joined by commas' -x
-complete -c trel-tool -n '__trel_tool_takes x' -s x -l exclusion-list -d 'UUIDs of what is excluded, joined by commas' -x
-complete -c trel-tool -n '__trel_tool_takes X' -s X -l exclusion-mode -d 'where the exclusion list holds' -x -a '(__trel_tool_values X)'
+complete -c trel-tool -n '__trel_tool_takes h' -s h -d 'print the help text and end'
+complete -c trel-tool -n '__trel_tool_takes h long' -l help -d 'print the help text and end'
+complete -c trel-tool -n '__trel_tool_takes o' -s o -d 'write a streamed reply to a file' -rF
+complete -c trel-tool -n '__trel_tool_takes o long' -l output-path -d 'write a streamed reply to a file' -rF
+complete -c trel-tool -n '__trel_tool_takes s' -s s -d 'socket of the daemon' -xa '(__trel_tool_sockets)'
+complete -c trel-tool -n '__trel_tool_takes s long' -l socket-path -d 'socket of the daemon' -xa '(__trel_tool_sockets)'
+complete -c trel-tool -n '__trel_tool_takes t' -s t -d 'accepted, has no effect' -x
+complete -c trel-tool -n '__trel_tool_takes t long' -l timeout -d 'accepted, has no effect' -x
+complete -c trel-tool -n '__trel_tool_takes u' -s u -d 'UUID of the object, disk or other entity' -x
+complete -c trel-tool -n '__trel_tool_takes u long' -l uuid -d 'UUID of the object, disk or other entity' -x
+complete -c trel-tool -n '__trel_tool_takes l' -s l -d 'UUIDs of the hosts or disks, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes l long' -l uuid-list -d 'UUIDs of the hosts or disks, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes j' -s j -d 'JSON object with the fitness configuration' -x
+complete -c trel-tool -n '__trel_tool_takes j long' -l json -d 'JSON object with the fitness configuration' -x
+complete -c trel-tool -n '__trel_tool_takes f' -s f -d 'file that the daemon is to read' -rF
+complete -c trel-tool -n '__trel_tool_takes f long' -l file-path -d 'file that the daemon is to read' -rF
+complete -c trel-tool -n '__trel_tool_takes d' -s d -d 'decommissioning mode' -x -a '(__trel_tool_values d)'
+complete -c trel-tool -n '__trel_tool_takes d long' -l decom-mode -d 'decommissioning mode' -x -a '(__trel_tool_values d)'
+complete -c trel-tool -n '__trel_tool_takes e' -s e -d 'ensure durability in an ensure-access decommissioning'
+complete -c trel-tool -n '__trel_tool_takes e long' -l ensure-durability -d 'ensure durability in an ensure-access decommissioning'
+complete -c trel-tool -n '__trel_tool_takes r' -s r -d 'reason of the upgrade' -x -a '(__trel_tool_values r)'
+complete -c trel-tool -n '__trel_tool_takes r long' -l reason -d 'reason of the upgrade' -x -a '(__trel_tool_values r)'
+complete -c trel-tool -n '__trel_tool_takes i' -s i -d 'work-item type' -x -a '(__trel_tool_values i)'
+complete -c trel-tool -n '__trel_tool_takes i long' -l work-item -d 'work-item type' -x -a '(__trel_tool_values i)'
+complete -c trel-tool -n '__trel_tool_takes m' -s m -d 'recovery mode' -x -a '(__trel_tool_values m)'
+complete -c trel-tool -n '__trel_tool_takes m long' -l recovery-mode -d 'recovery mode' -x -a '(__trel_tool_values m)'
+complete -c trel-tool -n '__trel_tool_takes w' -s w -d 'wipe the disks in the upgrade'
+complete -c trel-tool -n '__trel_tool_takes w long' -l wipe-disk -d 'wipe the disks in the upgrade'
+complete -c trel-tool -n '__trel_tool_takes a' -s a -d 'all objects that this node owns'
+complete -c trel-tool -n '__trel_tool_takes a long' -l all -d 'all objects that this node owns'
+complete -c trel-tool -n '__trel_tool_takes n' -s n -d 'UUIDs of the destinations, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes n long' -l destination-list -d 'UUIDs of the destinations, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes x' -s x -d 'UUIDs of what is excluded, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes x long' -l exclusion-list -d 'UUIDs of what is excluded, joined by commas' -x
+complete -c trel-tool -n '__trel_tool_takes X' -s X -d 'where the exclusion list holds' -x -a '(__trel_tool_values X)'
+complete -c trel-tool -n '__trel_tool_takes X long' -l exclusion-mode -d 'where the exclusion list holds' -x -a '(__trel_tool_values X)'
