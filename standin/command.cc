@@ -20,16 +20,14 @@ Command::Command(std::vector<std::string> words) : name_(words.at(0)) {
   }
   pointers.push_back(nullptr);
 
-  sigset_t none;
-  sigset_t broken;
-  sigemptyset(&none);
-  sigemptyset(&broken);
-  sigaddset(&broken, SIGPIPE);
+  sigset_t ignored;
+  sigemptyset(&ignored);
+  sigaddset(&ignored, SIGPIPE);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &broken);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  posix_spawnattr_setsigdefault(&attributes, &ignored);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
   const int error =
       posix_spawnp(&process_, name_.c_str(), nullptr, &attributes, pointers.data(), environ);
   posix_spawnattr_destroy(&attributes);
@@ -39,22 +37,33 @@ Command::Command(std::vector<std::string> words) : name_(words.at(0)) {
 }
 
 Command::~Command() {
-  if (process_ > 0) {
-    kill(process_, SIGTERM);
-    waitpid(process_, &status_, 0);
+  Signal(SIGKILL);
+  if (!ended_) {
+    waitpid(process_, nullptr, 0);
   }
 }
 
 bool Command::HasEnded() {
-  if (process_ > 0 && waitpid(process_, &status_, WNOHANG) == process_) {
-    process_ = -1;
+  siginfo_t info{};
+  // Its number stays taken until those that it has left behind are signalled.
+  if (!ended_ &&
+      waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+      info.si_pid == process_) {
+    Signal(SIGTERM);
+    ended_ = waitpid(process_, &status_, 0) == process_;
   }
-  return process_ < 0;
+  return ended_;
+}
+
+void Command::Signal(int signal) const {
+  if (!ended_) {
+    kill(-process_, signal);
+  }
 }
 
 std::string Command::Failure() const {
-  if (process_ > 0) {
-    return name_ + " was still running";
+  if (!ended_) {
+    return name_ + " was killed: it did not end on SIGTERM";
   }
   if (WIFSIGNALED(status_)) {
     return name_ + " was ended by signal " + std::to_string(WTERMSIG(status_));

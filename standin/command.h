@@ -12,22 +12,25 @@ namespace standin {
 
 class Command {
  public:
-  /// Starts the program that the first word names, with default signal handling.
-  /// Throws std::system_error.
+  /// Starts the program that the first word names, in a process group of its own, with
+  /// default signal handling. Throws std::system_error.
   explicit Command(std::vector<std::string> words);
-  /// Ends it if it still runs, and waits for it.
+  /// Kills what is left of its process group.
   ~Command();
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
 
   /// Whether it has ended; never waits.
   [[nodiscard]] bool HasEnded();
-  /// How it ended, empty if with exit value 0. To be asked after its end.
+  /// Sends a signal to it and to all that it has started.
+  void Signal(int signal) const;
+  /// How it ended, empty if with exit value 0.
   [[nodiscard]] std::string Failure() const;
 
  private:
   std::string name_;
-  pid_t process_ = -1;  ///< -1 once it has ended
+  pid_t process_ = -1;
+  bool ended_ = false;
   int status_ = 0;
 };
 

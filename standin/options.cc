@@ -17,7 +17,7 @@ constexpr char FOOTER[] =
 }  // namespace
 
 std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
-  CLI::App app{"Plays the daemon treld on a Unix socket and tells what it is asked.",
+  CLI::App app{"Plays the daemon treld on a Unix socket and logs what it is asked.",
                "trel-standin"};
   app.footer(FOOTER);
   app.set_version_flag("--version", "trel-standin " TREL_VERSION);
@@ -41,11 +41,11 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
           ""))
       ->capture_default_str();
   auto* const script =
-      app.add_option("--script", options.scriptPath, "Answer as this JSON file says")
+      app.add_option("--script", options.scriptPath, "Reply as this JSON file says")
           ->type_name("FILE");
   auto* const check = app.add_flag("--check", options.checkOnly, "Only read the script");
   check->needs(script);
-  app.add_option("--forward", options.forwardPath, "Relay to the daemon that listens there")
+  app.add_option("--forward", options.forwardPath, "Forward to the daemon that listens there")
       ->type_name("PATH")
       ->excludes(script);
   app.add_option("--log", options.logPath, "Append the log to this file, not standard output")
@@ -56,22 +56,22 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
       ->type_name("N")
       ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
       ->excludes(onceFlag);
-  app.add_option("--max-payload", options.session.maxPayload,
+  app.add_option("--max-payload", options.limits.maxPayload,
                  "Refuse requests with a longer payload; KiB, MiB may follow")
       ->type_name("BYTES")
       ->transform(CLI::AsSizeValue(false))
       ->capture_default_str();
-  app.add_option("--max-connections", options.server.maxConnections,
-                 "Serve so many clients at once; more wait their turn")
+  app.add_option(
+         "--max-connections", options.limits.maxConnections,
+         "Serve so many clients at once; more wait their turn [as many as descriptors allow]")
       ->type_name("N")
-      ->check(CLI::Range(1, 10000))
-      ->capture_default_str();
+      ->check(CLI::Range(1, 1000000));
   app.add_option("--idle-timeout", idleSeconds,
                  "Hang up on clients silent for so long in a request; 0: never")
       ->type_name("SECONDS")
       ->check(CLI::Range(0, 1000000))
       ->capture_default_str();
-  app.add_option("COMMAND", options.command, "Run this behind --, serve it, and end when it ends");
+  app.add_option("COMMAND", options.command, "Run this after --, serve it, and end when it ends");
 
   try {
     app.parse(argc, argv);
@@ -83,9 +83,9 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   }
 
   options.mode = static_cast<mode_t>(std::stoul(mode, nullptr, 8));
-  options.session.idleTime = std::chrono::seconds(idleSeconds);
+  options.limits.idleTime = std::chrono::seconds(idleSeconds);
   if (once || count > 0) {
-    options.server.count = once ? 1 : count;
+    options.limits.count = once ? 1 : count;
   }
   return std::nullopt;
 }

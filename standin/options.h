@@ -5,13 +5,11 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "server/server.h"
-#include "server/session.h"
+#include "server/limits.h"
 
 namespace standin {
 
@@ -20,12 +18,11 @@ struct Options {
   mode_t mode = 0600;
   std::string scriptPath;  ///< empty: none
   bool checkOnly = false;
-  std::string forwardPath;  ///< empty: answer, do not relay
+  std::string forwardPath;  ///< empty: reply, do not forward
   std::string logPath;      ///< empty: standard output
   bool hex = false;
-  ServerLimits server;
-  SessionLimits session;
-  std::vector<std::string> command;  ///< behind "--"
+  Limits limits;
+  std::vector<std::string> command;  ///< after "--"
 };
 
 /// How the program ends; --help and the manual list these.
@@ -38,7 +35,7 @@ enum ExitValue : int {
 };
 
 /// Reads the command line into `options`. The exit value if the program is to end
-/// at once: after --help or --version, or on a mistake, which has been told.
+/// at once: after --help or --version, or on a mistake, which has been reported.
 [[nodiscard]] std::optional<int> ReadOptions(int argc, char** argv, Options& options);
 
 }  // namespace standin

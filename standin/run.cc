@@ -1,148 +1,320 @@
-// Script, log, socket, signals, then the server, and what to tell at its end.
+// Script, socket, log, command, then the server, and what to report at its end.
 
 #include "run.h"
 
 #include <poll.h>
 #include <sys/resource.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
+#include <asio/signal_set.hpp>
+#include <climits>
 #include <csignal>
+#include <cstring>
 #include <exception>
-#include <iostream>
 #include <memory>
-#include <system_error>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
 
 #include "command.h"
-#include "forward/relay.h"
+#include "forward/proxy.h"
 #include "script/script_reader.h"
-#include "server/socket_place.h"
+#include "server/server.h"
+#include "server/session.h"
+#include "server/socket_path.h"
 
 namespace standin {
 namespace {
 
-void Tell(const std::string& text) { std::cerr << "trel-standin: " << text << std::flush; }
+using std::chrono::milliseconds;
 
-/// SIGINT, SIGTERM and SIGCHLD as something to read, for all threads.
-Descriptor TakeSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGCHLD);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
-  Descriptor descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-  if (descriptor.Get() < 0) {
-    throw std::system_error(errno, std::generic_category(), "signalfd");
-  }
-  return descriptor;
-}
+/// After a signal: for replies that are due and for the command to end; then for the log.
+constexpr milliseconds GRACE{500};
+constexpr milliseconds LOG_GRACE{200};
+/// Without a signal the log's reader may rest for so long.
+constexpr milliseconds READER_REST{2000};
+/// Between two tries of what cannot be waited for: a lock, a reader, room in a pipe.
+constexpr milliseconds RETRY{5};
 
-/// Each client takes one descriptor, two when relayed.
-void RaiseDescriptorLimit() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
+/// Writes to standard error; gives up on a reader who takes nothing for a while.
+void Report(const std::string& text) {
+  const std::string whole = "trel-standin: " + text;
+  std::string_view left = whole;
+  pollfd wait{STDERR_FILENO, POLLOUT, 0};
+  while (!left.empty() && poll(&wait, 1, static_cast<int>(LOG_GRACE.count())) > 0) {
+    const ssize_t count =
+        write(STDERR_FILENO, left.data(), std::min<std::size_t>(left.size(), PIPE_BUF));
+    if (count <= 0) {
+      return;
+    }
+    left.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 
-/// What has ended the program's wait.
-struct Events {
-  bool interrupted = false;  ///< SIGINT or SIGTERM
-  bool commandEnded = false;
+/// Raises the limit of descriptors as far as it goes while it lives.
+class DescriptorLimit {
+ public:
+  DescriptorLimit() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    Raise();
+  }
+  void Raise() const {
+    const rlimit raised{before_.rlim_max, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &raised);
+  }
+  /// For a process that is started meanwhile.
+  void Restore() const { setrlimit(RLIMIT_NOFILE, &before_); }
+
+  /// How many clients there can be of so many descriptors each.
+  [[nodiscard]] static std::size_t Clients(std::size_t descriptorsEach) {
+    constexpr rlim_t others = 32;
+    rlimit now{};
+    getrlimit(RLIMIT_NOFILE, &now);
+    const rlim_t most = std::min<rlim_t>(now.rlim_cur, 1U << 20U);
+    return std::max<rlim_t>(most, others + 1) - others > descriptorsEach
+               ? (most - others) / descriptorsEach
+               : 1;
+  }
+
+ private:
+  rlimit before_{};
 };
 
-void ReadSignals(int signals, Command* command, Events& events) {
-  signalfd_siginfo info{};
-  while (read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
-    events.interrupted = events.interrupted || info.ssi_signo != SIGCHLD;
-    events.commandEnded = events.commandEnded || (command != nullptr && command->HasEnded());
-  }
-}
+class Run {
+ public:
+  Run(const Options& options, Script& script) : options_(options), script_(script) {}
 
-/// A command that outlives the server, as after --count, is given its time.
-void AwaitCommand(int signals, Command& command, Events& events) {
-  while (!events.interrupted && !events.commandEnded) {
-    pollfd wait{signals, POLLIN, 0};
-    (void)poll(&wait, 1, -1);
-    ReadSignals(signals, &command, events);
+  /// Throws std::exception.
+  int Execute() {
+    std::signal(SIGPIPE, SIG_IGN);
+    TakeSignals();
+    std::exception_ptr failure;
+    asio::co_spawn(loop_.context.get_executor(), Main(), [&](const std::exception_ptr& error) {
+      failure = error;
+      loop_.context.stop();
+    });
+    loop_.context.run();
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
+    return exitValue_;
   }
-}
 
-void SayReady(const std::string& path) {
-  std::cout << "ready on " << path << std::endl;
-  if (!std::cout) {
-    throw std::runtime_error("standard output cannot be written");
+ private:
+  void TakeSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
+      struct sigaction before {};
+      sigaction(signal, nullptr, &before);
+      // nohup(1) leaves SIGHUP ignored.
+      if (signal != SIGHUP || before.sa_handler != SIG_IGN) {
+        signals_.add(signal);
+      }
+    }
+    AwaitSignal();
   }
-}
 
-int Verdict(const AnswerSource& source, const Log& log, const Command* command) {
-  if (log.HasFailed()) {
-    Tell("the log cannot be written\n");
-    return EXIT_RUN_FAILED;
+  void AwaitSignal() {
+    signals_.async_wait([this](const std::error_code& error, int signal) {
+      if (error) {
+        return;
+      }
+      if (signal != SIGCHLD && !Interrupted()) {
+        deadline_ = Clock::now() + GRACE;
+        if (command_) {
+          command_->Signal(SIGTERM);
+        }
+      }
+      changed_.Notify();
+      AwaitSignal();
+    });
   }
-  const std::string failure = source.Failure();
-  if (!failure.empty()) {
-    Tell(failure);
-    return EXIT_NOT_FOLLOWED;
-  }
-  if (!source.Summary().empty()) {
-    Tell(source.Summary() + "\n");
-  }
-  if (command != nullptr && !command->Failure().empty()) {
-    Tell(command->Failure() + "\n");
-    return EXIT_COMMAND_FAILED;
-  }
-  return EXIT_OK;
-}
 
-int Serve(const Options& options, AnswerSource& source) {
-  const Descriptor signals = TakeSignals();
-  RaiseDescriptorLimit();
-  Log log(options.logPath, options.hex);
-  const auto listener = TakeSocketPlace(options.socketPath, options.mode);
-  SayReady(options.socketPath);
+  [[nodiscard]] bool Interrupted() const { return deadline_ != Clock::time_point::max(); }
 
-  std::unique_ptr<Handler> handler;
-  if (options.forwardPath.empty()) {
-    handler = std::make_unique<Sessions>(log, source, options.session);
-  } else {
-    handler = std::make_unique<Relay>(log, options.forwardPath, options.session.maxPayload);
+  Task<> Main() {
+    co_await TakePath();
+    co_await OpenLog();
+    if (Interrupted()) {
+      if (!log_) {
+        throw std::runtime_error("ended before it was ready: nobody reads the log " +
+                                 options_.logPath);
+      }
+      co_return;
+    }
+    standardOutput_.Write("ready on " + options_.socketPath + "\n");
+    if (standardOutput_.Error() != 0) {
+      throw std::runtime_error("standard output cannot be written");
+    }
+    StartCommand();
+    co_await Serve();
+    co_await Drain(standardOutput_);
+    if (logFile_) {
+      co_await Drain(*logFile_);
+    }
+    exitValue_ = Conclude();
   }
-  std::unique_ptr<Command> command;
-  if (!options.command.empty()) {
-    command = std::make_unique<Command>(options.command);
-  }
-  Events events;
-  Server(*listener, *handler, log, options.server).Run(signals.Get(), [&] {
-    ReadSignals(signals.Get(), command.get(), events);
-    return events.interrupted || events.commandEnded;
-  });
-  if (command) {
-    AwaitCommand(signals.Get(), *command, events);
-  }
-  return Verdict(source, log, command.get());
-}
 
-std::unique_ptr<AnswerSource> MakeSource(const Options& options) {
-  return options.scriptPath.empty() ? std::make_unique<AnswerSource>()
-                                    : ReadScript(options.scriptPath);
+  Task<> TakePath() {
+    while (!listener_ && !Interrupted()) {
+      listener_ = TakeSocketPath(options_.socketPath, options_.mode);
+      if (!listener_) {
+        co_await changed_.WaitFor(RETRY);
+      }
+    }
+  }
+
+  Task<> OpenLog() {
+    while (!options_.logPath.empty() && !logFile_ && !Interrupted()) {
+      logFile_ = Output::Append(options_.logPath);
+      if (!logFile_) {
+        co_await changed_.WaitFor(RETRY);
+      }
+    }
+    if (options_.logPath.empty() || logFile_) {
+      Output& output = logFile_ ? *logFile_ : standardOutput_;
+      log_.emplace(output, options_.hex, [this, &output] {
+        if (output.Error() != 0) {
+          changed_.Notify();
+        } else if (!flushing_) {
+          asio::co_spawn(loop_.context.get_executor(), Flush(output), asio::detached);
+        }
+      });
+    }
+  }
+
+  /// Offers what the log has kept until its reader has taken all.
+  Task<> Flush(Output& output) {
+    flushing_ = true;
+    Event never(loop_.context);
+    while (output.HasKept() && output.Error() == 0) {
+      co_await never.WaitFor(RETRY);
+      output.Flush();
+    }
+    flushing_ = false;
+    changed_.Notify();
+  }
+
+  void StartCommand() {
+    if (!options_.command.empty()) {
+      limit_.Restore();
+      command_.emplace(options_.command);
+      limit_.Raise();
+    }
+  }
+
+  [[nodiscard]] bool LogFailed() const {
+    return (logFile_ ? *logFile_ : standardOutput_).Error() != 0;
+  }
+
+  Task<> Serve() {
+    Limits limits = options_.limits;
+    const bool forwards = !options_.forwardPath.empty();
+    if (limits.maxConnections == 0) {
+      limits.maxConnections = DescriptorLimit::Clients(forwards ? 2 : 1);
+    }
+    Proxy proxy(loop_, *log_, options_.forwardPath, limits.maxPayload);
+    const Server::Handler handler = [&, forwards](std::shared_ptr<Connection> client) {
+      return forwards ? proxy.Serve(std::move(client))
+                      : PlayDaemon(std::move(client), *log_, script_, limits.maxPayload);
+    };
+    Server server(loop_, *listener_, handler, *log_, limits, changed_);
+    asio::co_spawn(loop_.context.get_executor(), server.Run(), asio::detached);
+    while (!Interrupted() && !server.HasEnded() && !LogFailed() &&
+           !(command_ && command_->HasEnded())) {
+      co_await changed_.Wait();
+    }
+
+    const Clock::time_point end = std::min(deadline_, Clock::now() + GRACE);
+    loop_.SetState(Loop::State::STOPPING);
+    server.Stop();
+    while (!server.HasEnded() && Clock::now() < end) {
+      co_await changed_.WaitUntil(end);
+    }
+    loop_.SetState(Loop::State::ENDING);
+    while (!server.HasEnded()) {
+      co_await changed_.Wait();
+    }
+    // A command that outlives the server, as after --count, is given its time.
+    while (command_ && !command_->HasEnded() && Clock::now() < deadline_) {
+      co_await changed_.WaitUntil(deadline_);
+    }
+  }
+
+  /// Waits for the reader to take what `output` has kept, for as long as it takes some.
+  Task<> Drain(Output& output) {
+    std::uint64_t written = output.Written();
+    Clock::time_point rest = Clock::now() + READER_REST;
+    while (output.HasKept() && output.Error() == 0 && Clock::now() < rest &&
+           (!Interrupted() || Clock::now() < deadline_ + LOG_GRACE)) {
+      co_await changed_.WaitFor(RETRY);
+      output.Flush();
+      if (output.Written() != written) {
+        written = output.Written();
+        rest = Clock::now() + READER_REST;
+      }
+    }
+  }
+
+  /// Reports what went wrong. The exit value.
+  int Conclude() {
+    const Output& log = logFile_ ? *logFile_ : standardOutput_;
+    const std::uint64_t missing =
+        standardOutput_.LinesMissing() + (logFile_ ? log.LinesMissing() : 0);
+    if (log.Error() != 0) {
+      Report(std::string("the log cannot be written: ") + std::strerror(log.Error()) + "\n");
+      return EXIT_RUN_FAILED;
+    }
+    if (missing != 0) {
+      Report(std::to_string(missing) + " lines could not be written: nobody reads them\n");
+      return EXIT_RUN_FAILED;
+    }
+    const std::string failure = script_.Failure();
+    if (!failure.empty()) {
+      Report(failure);
+      return EXIT_NOT_FOLLOWED;
+    }
+    if (!script_.Summary().empty()) {
+      Report(script_.Summary() + "\n");
+    }
+    if (command_ && !command_->Failure().empty()) {
+      Report(command_->Failure() + "\n");
+      return EXIT_COMMAND_FAILED;
+    }
+    return EXIT_OK;
+  }
+
+  const Options& options_;
+  Script& script_;
+  DescriptorLimit limit_;
+  Loop loop_;
+  Event changed_{loop_.context};  ///< of anything that Main waits for
+  asio::signal_set signals_{loop_.context};
+  Clock::time_point deadline_ = Clock::time_point::max();  ///< of the end, after a signal
+  Output standardOutput_ = Output::StandardOutput();
+  std::optional<Output> logFile_;
+  std::optional<Log> log_;
+  std::unique_ptr<UnixListener> listener_;
+  std::optional<Command> command_;
+  bool flushing_ = false;
+  int exitValue_ = EXIT_OK;
+};
+
+std::unique_ptr<Script> MakeScript(const Options& options) {
+  return options.scriptPath.empty() ? std::make_unique<Script>() : ReadScript(options.scriptPath);
 }
 
 }  // namespace
 
 int RunStandin(const Options& options) {
   try {
-    const std::unique_ptr<AnswerSource> source = MakeSource(options);
-    return options.checkOnly ? EXIT_OK : Serve(options, *source);
+    const std::unique_ptr<Script> script = MakeScript(options);
+    return options.checkOnly ? EXIT_OK : Run(options, *script).Execute();
   } catch (const ScriptError& error) {
-    Tell(std::string(error.what()) + "\n");
+    Report(std::string(error.what()) + "\n");
     return EXIT_USAGE;
   } catch (const std::exception& error) {
-    Tell(std::string(error.what()) + "\n");
+    Report(std::string(error.what()) + "\n");
     return EXIT_RUN_FAILED;
   }
 }

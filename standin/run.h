@@ -7,7 +7,7 @@
 
 namespace standin {
 
-/// Returns the exit value; what went wrong has been told on standard error.
+/// Returns the exit value; what went wrong has been reported on standard error.
 [[nodiscard]] int RunStandin(const Options& options);
 
 }  // namespace standin

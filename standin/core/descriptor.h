@@ -25,6 +25,9 @@ class Descriptor {
 
   [[nodiscard]] int Get() const { return fd_; }
 
+  /// Hands the descriptor to another owner.
+  [[nodiscard]] int Release() { return std::exchange(fd_, -1); }
+
   void Close() {
     if (fd_ >= 0) {
       close(std::exchange(fd_, -1));

@@ -25,7 +25,7 @@ struct Header {
 /// The header in the first 8 bytes of `bytes`, which holds at least as many.
 [[nodiscard]] Header DecodeHeader(std::string_view bytes);
 
-/// A whole frame, of which the length word tells the truth.
+/// A whole frame, whose length field is the length of its payload.
 [[nodiscard]] std::string EncodeFrame(std::uint32_t word, std::string_view payload);
 
 /// Reads `count` bytes from `fd`, fewer only if the peer hangs up or is gone.

@@ -15,7 +15,7 @@ namespace standin {
 /// Two lower-case digits for each byte, nothing between them.
 [[nodiscard]] std::string ToHex(std::string_view bytes);
 
-/// 16 bytes a line behind their offset; repetitions of a line are folded to "*".
+/// 16 bytes a line after their offset; repetitions of a line are folded to "*".
 [[nodiscard]] std::string HexDump(std::string_view bytes);
 
 }  // namespace standin

@@ -1,11 +1,10 @@
-// One overload for each kind of step.
+// One overload for each type of step.
 
 #include "core/steps.h"
 
 #include <sys/socket.h>
 
 #include <limits>
-#include <thread>
 #include <utility>
 
 #include "core/frame.h"
@@ -22,7 +21,6 @@ struct Player {
     received += ReadExactly(connection.Get(), step.count);
   }
   void operator()(const SendBytes& step) const { WriteAll(connection.Get(), step.bytes); }
-  void operator()(const Pause& step) const { std::this_thread::sleep_for(step.time); }
   void operator()(const AwaitHangUp& /*step*/) const {
     received += ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
   }

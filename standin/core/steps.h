@@ -3,7 +3,6 @@
 #ifndef STANDIN_CORE_STEPS_H
 #define STANDIN_CORE_STEPS_H
 
-#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -27,11 +26,6 @@ struct SendBytes {
   std::string bytes;
 };
 
-/// Sends nothing for a while.
-struct Pause {
-  std::chrono::milliseconds time;
-};
-
 /// Reads whatever else the client sends, until it hangs up.
 struct AwaitHangUp {};
 
@@ -47,8 +41,7 @@ struct HalfClose {};
 /// Hangs up. With bytes of the client unread, it sees a connection reset.
 struct Close {};
 
-using Step =
-    std::variant<ReadRequest, ReadBytes, SendBytes, Pause, AwaitHangUp, Call, HalfClose, Close>;
+using Step = std::variant<ReadRequest, ReadBytes, SendBytes, AwaitHangUp, Call, HalfClose, Close>;
 
 /// Plays `steps` on `connection` and returns all bytes that the client sent and a
 /// step has read. A client that vanishes ends no step list early. The connection

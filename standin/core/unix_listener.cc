@@ -14,9 +14,9 @@
 namespace standin {
 namespace {
 
-constexpr int BACKLOG = 1024;
+constexpr int BACKLOG = SOMAXCONN;
 
-int Checked(int result, const char* call) {
+int Checked(int result, const std::string& call) {
   if (result < 0) {
     throw std::system_error(errno, std::generic_category(), call);
   }
@@ -29,7 +29,8 @@ UnixListener::UnixListener(std::string path)
     : path_(std::move(path)),
       socket_(Checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
   const sockaddr_un address = UnixAddress(path_);
-  Checked(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+  Checked(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+          "bind " + path_);
   Checked(listen(socket_.Get(), BACKLOG), "listen");
   Checked(lstat(path_.c_str(), &place_), "lstat");
 }

@@ -26,7 +26,6 @@ class UnixListener {
   [[nodiscard]] Descriptor Accept() const;
 
   [[nodiscard]] int Fd() const { return socket_.Get(); }
-  [[nodiscard]] const std::string& Path() const { return path_; }
 
  private:
   std::string path_;

@@ -1,31 +1,21 @@
-// write(2) of whole lines, so that several threads and a reader get along.
+// The members of a line.
 
 #include "log/log.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <string_view>
-#include <system_error>
+#include <limits>
+#include <string>
 #include <utility>
 
 #include "core/hex.h"
+#include "json/json.h"
 
 namespace standin {
 namespace {
 
-int OpenLog(const std::string& path) {
-  const int fd = path.empty() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)
-                              : open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-  if (fd < 0) {
-    throw std::system_error(errno, std::generic_category(), "log " + path);
-  }
-  return fd;
-}
+constexpr std::size_t SHOWN_SIZE = 4096;
 
 /// Coordinated universal time with microseconds.
 std::string Now() {
@@ -40,51 +30,89 @@ std::string Now() {
   return std::string(seconds.data()) + fraction.data();
 }
 
-bool WriteWhole(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
-    if (written < 0 && errno != EINTR) {
-      return false;
-    }
-    text.remove_prefix(static_cast<std::size_t>(written > 0 ? written : 0));
+/// A text or a list as far as a line shows it.
+Value Shown(const Value& value, std::size_t most) {
+  if (const auto* const text = value.As<std::string>()) {
+    return text->substr(0, most);
   }
-  return true;
+  const auto* const list = value.As<List>();
+  if (list == nullptr) {
+    return value;
+  }
+  List shown;
+  for (const Value& item : *list) {
+    shown.push_back(Shown(item, most));
+    most -= shown.back().Text().size();
+    if (most == 0) {
+      break;
+    }
+  }
+  return shown;
+}
+
+/// Characters of a text, entries of a list.
+std::uint64_t SizeOf(const Value& value) {
+  const auto* const list = value.As<List>();
+  return list != nullptr ? list->size() : value.Text().size();
 }
 
 }  // namespace
 
-Log::Log(const std::string& path, bool withHex) : file_(OpenLog(path)), withHex_(withHex) {}
+std::size_t Log::ShownSize() const {
+  return withHex_ ? std::numeric_limits<std::size_t>::max() : SHOWN_SIZE;
+}
 
-void Log::Write(std::uint64_t connection, const char* event, const Json& more) {
-  Json line = {{"time", Now()}, {"connection", connection}, {"event", event}};
-  line.update(more);
-  // Texts of clients are any bytes; what is no UTF-8 is shown by a replacement.
-  const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-  const std::lock_guard lock(mutex_);
-  if (!failed_ && !WriteWhole(file_.Get(), text)) {
-    failed_ = true;
+void Log::Write(std::uint64_t connection, std::string_view event, Object more) {
+  Object line = {{"time", Now()}, {"connection", connection}, {"event", event}};
+  line.insert(line.end(), std::make_move_iterator(more.begin()),
+              std::make_move_iterator(more.end()));
+  output_.Write(ToJson(std::move(line)) + "\n");
+  if (output_.HasKept() || output_.Error() != 0) {
+    keeps_();
   }
 }
 
-void Log::WriteRequest(std::uint64_t connection, const Request& request, const Json& more) {
-  Json line = {{"command", nullptr},
-               {"code", request.header.word},
-               {"length", request.header.length},
-               {"fields", request.fields}};
+void Log::WriteRequest(std::uint64_t connection, const Request& request, const Object& more) {
+  Object line = {{"command", nullptr},
+                 {"code", request.header.word},
+                 {"length", request.header.length},
+                 {"fields", Object()}};
   if (request.command != nullptr) {
-    line["command"] = request.command->word;
+    line.front().value = request.command->word;
   }
-  if (!request.remarks.empty()) {
-    line["remarks"] = request.remarks;
+  Object fields;
+  Object cut;
+  for (const Member& field : request.fields) {
+    fields.push_back({field.name, Shown(field.value, ShownSize())});
+    if (SizeOf(fields.back().value) != SizeOf(field.value) ||
+        (field.value.As<std::string>() == nullptr && fields.back().value != field.value)) {
+      cut.push_back({field.name, SizeOf(field.value)});
+    }
   }
-  line.update(more);
+  line.back().value = std::move(fields);
+  if (!cut.empty()) {
+    line.push_back({"cut", std::move(cut)});
+  }
+  if (!request.warnings.empty()) {
+    line.push_back({"warnings", List(request.warnings.begin(), request.warnings.end())});
+  }
+  line.insert(line.end(), more.begin(), more.end());
   AddHex(line, request.Bytes());
-  Write(connection, "request", line);
+  Write(connection, "request", std::move(line));
 }
 
-void Log::AddHex(Json& line, std::string_view bytes) const {
+void Log::AddText(Object& line, std::string_view name, std::string_view text,
+                  std::uint64_t size) const {
+  const std::string_view shown = text.substr(0, ShownSize());
+  line.push_back({std::string(name), shown});
+  if (shown.size() < size) {
+    line.push_back({"cut", Object{{std::string(name), size}}});
+  }
+}
+
+void Log::AddHex(Object& line, std::string_view bytes) const {
   if (withHex_) {
-    line["hex"] = ToHex(bytes);
+    line.push_back({"hex", ToHex(bytes)});
   }
 }
 

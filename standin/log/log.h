@@ -1,41 +1,48 @@
-// The log: one JSON object a line, each written whole.
+// The log: one JSON object a line, in ASCII, each written before the reply that it is about
+// is sent, if its reader keeps up.
 
 #ifndef STANDIN_LOG_LOG_H
 #define STANDIN_LOG_LOG_H
 
-#include <atomic>
 #include <cstdint>
-#include <mutex>
-#include <string>
+#include <functional>
+#include <string_view>
+#include <utility>
 
-#include "core/descriptor.h"
+#include "json/value.h"
+#include "log/output.h"
 #include "protocol/request.h"
 
 namespace standin {
 
 class Log {
  public:
-  /// Appends to the file at `path`, standard output if it is empty. Throws
-  /// std::system_error.
-  Log(const std::string& path, bool withHex);
+  /// `keeps` is called whenever the output has kept something or has failed. Both must
+  /// outlive the log.
+  Log(Output& output, bool withHex, std::function<void()> keeps)
+      : output_(output), withHex_(withHex), keeps_(std::move(keeps)) {}
 
   /// Writes a line: time, connection, event and what `more` holds.
-  void Write(std::uint64_t connection, const char* event, const Json& more = Json::object());
+  void Write(std::uint64_t connection, std::string_view event, Object more);
 
   /// Writes a complete request, with what is done about it.
-  void WriteRequest(std::uint64_t connection, const Request& request, const Json& more);
+  void WriteRequest(std::uint64_t connection, const Request& request, const Object& more);
+
+  /// Adds a text to a line's members, cut to 4096 bytes unless all bytes are wanted; then
+  /// "cut" says how long it is.
+  void AddText(Object& line, std::string_view name, std::string_view text,
+               std::uint64_t size) const;
 
   /// Adds "hex" with `bytes` to a line's members if hexadecimal digits are wanted.
-  void AddHex(Json& line, std::string_view bytes) const;
+  void AddHex(Object& line, std::string_view bytes) const;
 
-  /// Whether a line could not be written. None is tried after that.
-  [[nodiscard]] bool HasFailed() const { return failed_; }
+  /// How many bytes of a text a line shows.
+  [[nodiscard]] std::size_t ShownSize() const;
 
  private:
-  Descriptor file_;
+  Output& output_;
   bool withHex_;
-  std::mutex mutex_;
-  std::atomic<bool> failed_ = false;
+  std::function<void()> keeps_;
 };
 
 }  // namespace standin

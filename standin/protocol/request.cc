@@ -1,270 +1,259 @@
-// Decoding: walks the layout of the command's payload, one field after another.
+// Decoding: a walk over the fields that the contract has for the command.
 
 #include "protocol/request.h"
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <map>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "core/hex.h"
-#include "protocol/layout.h"
+#include "json/json.h"
 
 namespace standin {
 namespace {
 
-std::uint64_t LittleEndian(std::string_view bytes) {
-  std::uint64_t number = 0;
-  for (std::size_t place = bytes.size(); place > 0; --place) {
-    number = number << 8 | static_cast<unsigned char>(bytes[place - 1]);
-  }
+using contract::Field;
+using contract::FieldType;
+
+constexpr std::size_t UUID_SIZE = 36;
+
+/// A number in the host's byte order.
+template <typename Number>
+Number HostNumber(std::string_view bytes) {
+  Number number{};
+  std::memcpy(&number, bytes.data(), sizeof number);
   return number;
 }
 
-std::string UuidText(std::string_view bytes) {
+std::string UuidOfBytes(std::string_view bytes) {
   std::string text = ToHex(bytes);
-  for (const std::size_t place : {8U, 13U, 18U, 23U}) {
-    text.insert(place, 1, '-');
+  for (const std::size_t index : {8U, 13U, 18U, 23U}) {
+    text.insert(index, 1, '-');
   }
   return text;
 }
 
-bool IsUuidText(std::string_view text) {
-  if (text.size() != UUID_CHARS_SIZE) {
-    return false;
-  }
-  for (std::size_t place = 0; place < text.size(); ++place) {
-    const bool hyphen = place == 8 || place == 13 || place == 18 || place == 23;
-    const char character = text[place];
-    const bool digit =
-        (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
-    if (hyphen ? character != '-' : !digit) {
+bool IsUuid(std::string_view text) {
+  std::string digits(text);
+  for (const std::size_t index : {23U, 18U, 13U, 8U}) {
+    if (text.size() != UUID_SIZE || text[index] != '-') {
       return false;
     }
+    digits.erase(index, 1);
   }
-  return true;
+  return digits.find_first_not_of("0123456789abcdef") == std::string::npos;
 }
 
 /// JSON knows no infinity and no NaN: these become texts.
-Json NumberValue(double number) {
+Value NumberValue(double number) {
   if (std::isfinite(number)) {
     return number;
   }
   return std::isnan(number) ? "nan" : (number > 0 ? "inf" : "-inf");
 }
 
-Json SplitList(std::string_view text) {
-  Json list = Json::array();
+List SplitList(std::string_view text) {
+  List list;
   while (!text.empty()) {
     const std::size_t comma = text.find(',');
-    list.push_back(text.substr(0, comma));
+    list.emplace_back(text.substr(0, comma));
     if (comma == std::string_view::npos) {
       break;
     }
     text.remove_prefix(comma + 1);
     if (text.empty()) {
-      list.push_back("");
+      list.emplace_back("");
     }
   }
   return list;
 }
 
-/// Reads one payload and fills in the fields and the remarks of its request.
+/// What the daemon takes for the number of entries: it counts 37 bytes for each.
+std::uint64_t EntriesIn(const List& list) {
+  std::uint64_t bytes = 0;
+  for (const Value& entry : list) {
+    bytes += entry.Text().size() + 1;
+  }
+  return bytes / (UUID_SIZE + 1);
+}
+
+/// Reads one payload and fills in the fields and the warnings of its request.
 class Decoder {
  public:
   explicit Decoder(Request& request) : request_(request), payload_(request.payload) {}
 
-  void Decode(const PayloadLayout& layout) {
+  void Decode(const contract::Payload& layout) {
     CheckSize(layout);
-    for (const FieldLayout& field : layout.fields) {
+    for (const Field& field : layout.fields) {
       if (payload_.size() >= field.offset + field.width) {
-        const std::string_view bytes =
-            payload_.substr(field.offset, field.width != 0 ? field.width : std::string_view::npos);
-        DecodeField(field, bytes);
+        DecodeField(
+            field,
+            payload_.substr(field.offset, field.width != 0 ? field.width : std::string_view::npos));
       }
     }
-    CheckCount("uuidCount", "uuidList");
-    CheckCount("destinationCount", "destinationList");
-    CheckCount("exclusionCount", "exclusionList");
+    for (const Field& field : layout.fields) {
+      CheckCount(field);
+    }
   }
 
  private:
-  void Remark(std::string text) { request_.remarks.push_back(std::move(text)); }
+  void Warn(std::string text) { request_.warnings.push_back(std::move(text)); }
 
-  void CheckSize(const PayloadLayout& layout) {
+  void CheckSize(const contract::Payload& layout) {
     const std::string length = "length " + std::to_string(payload_.size());
-    if (payload_.size() < layout.leastSize) {
-      Remark(length + ", at least " + std::to_string(layout.leastSize) + " expected");
-    } else if (payload_.size() > layout.mostSize) {
-      Remark(length + ", at most " + std::to_string(layout.mostSize) + " expected");
+    if (payload_.size() < layout.least) {
+      Warn(length + ", at least " + std::to_string(layout.least) + " expected");
+    } else if (layout.most && payload_.size() > *layout.most) {
+      Warn(length + ", at most " + std::to_string(*layout.most) + " expected");
     }
   }
 
-  /// The list itself is not looked at by the daemon: 37 bytes are an entry.
-  void CheckCount(const char* countName, const char* listName) {
-    const auto count = request_.fields.find(countName);
-    if (count == request_.fields.end() || !request_.fields.contains(listName)) {
-      return;
-    }
-    const std::size_t entries = (listLengths_[listName] + 1) / (UUID_CHARS_SIZE + 1);
-    if (*count != entries) {
-      Remark(std::string(countName) + " is " + count->dump() + ", the list has " +
-             std::to_string(entries));
+  void CheckCount(const Field& field) {
+    const Value* const count = Find(request_.fields, field.name);
+    const Value* const list = Find(request_.fields, field.counts);
+    if (count != nullptr && list != nullptr && list->As<List>() != nullptr) {
+      const std::uint64_t entries = EntriesIn(*list->As<List>());
+      if (*count != Value(entries)) {
+        Warn(field.name + " is " + ToJson(*count) + ", the list has " + std::to_string(entries));
+      }
     }
   }
 
-  /// The text in front of the first NUL, or all of `bytes`, with a remark.
-  std::string_view Terminated(const FieldLayout& field, std::string_view bytes) {
+  /// The text before the first NUL, or all of `bytes`, with a warning.
+  std::string_view Terminated(const Field& field, std::string_view bytes) {
     const std::size_t end = bytes.find('\0');
     if (end == std::string_view::npos) {
-      Remark(std::string(field.name) + " has no terminator");
+      Warn(field.name + " has no terminator");
     }
     return bytes.substr(0, end);
   }
 
   /// Like Terminated; what follows the terminator has to be zero.
-  std::string_view ZeroFilled(const FieldLayout& field, std::string_view bytes) {
+  std::string_view ZeroFilled(const Field& field, std::string_view bytes) {
     const std::string_view text = Terminated(field, bytes);
     if (bytes.find_first_not_of('\0', text.size()) != std::string_view::npos) {
-      Remark(std::string(field.name) + " has bytes behind its terminator");
+      Warn(field.name + " has bytes after its terminator");
     }
     return text;
   }
 
-  Json List(const FieldLayout& field, std::string_view text) {
-    listLengths_[std::string(field.name)] = text.size();
-    return SplitList(text);
-  }
-
-  Json CheckedUuid(const FieldLayout& field, std::string_view text) {
-    if (!IsUuidText(text)) {
-      Remark(std::string(field.name) + " is not a UUID of lower-case digits");
+  Value CheckedUuid(const Field& field, std::string_view text) {
+    if (!IsUuid(text)) {
+      Warn(field.name + " is not a UUID of lower-case digits");
     }
     return text;
   }
 
-  /// The number that `digits` are, or they themselves, with a remark.
-  Json Digits(const FieldLayout& field, std::string_view digits) {
-    unsigned long number = 0;
+  Value CheckedJson(const Field& field, std::string_view text) {
+    if (!IsJson(text)) {
+      Warn(field.name + " is not valid JSON");
+    }
+    return text;
+  }
+
+  /// The number that `digits` are, or they themselves, with a warning.
+  Value Digits(const Field& field, std::string_view digits) {
+    std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     if (error != std::errc{} || end != digits.data() + digits.size()) {
-      Remark(std::string(field.name) + " is not a number");
+      Warn(field.name + " is not a number");
       return digits;
     }
     return number;
   }
 
-  void Name(const FieldLayout& field, const char* numberName,
-            std::string_view (*nameOf)(unsigned long)) {
-    const Json& number = request_.fields.at(numberName);
-    request_.fields.at(std::string(field.name)) =
-        number.is_number() ? nameOf(number.get<unsigned long>()) : "";
+  Value Name(const Field& field) {
+    const Value* const number = Find(request_.fields, field.of);
+    const auto* const natural = number != nullptr ? number->As<std::uint64_t>() : nullptr;
+    return natural != nullptr ? field.names->NameOf(*natural) : "";
   }
 
-  /// The part of the text between colon `index` - 1 and colon `index`.
-  static std::string_view Part(std::string_view text, int index) {
-    for (; index > 0; --index) {
+  /// The part of a text whose parts a colon separates; the last one holds the rest.
+  std::string_view Part(const Field& field, std::string_view bytes) {
+    // Its end is looked at once.
+    std::string_view text =
+        *field.part == 0 ? ZeroFilled(field, bytes) : bytes.substr(0, bytes.find('\0'));
+    for (int part = 0; part < *field.part; ++part) {
       const std::size_t colon = text.find(':');
       text.remove_prefix(colon != std::string_view::npos ? colon + 1 : text.size());
     }
-    return text;
+    const auto& fields = request_.command->payload->fields;
+    const bool last = std::none_of(fields.begin(), fields.end(), [&](const Field& other) {
+      return other.part && *other.part > *field.part;
+    });
+    return last ? text : text.substr(0, text.find(':'));
   }
 
-  static std::string_view BeforeColon(std::string_view text) {
-    return text.substr(0, text.find(':'));
-  }
-
-  void DecodeField(const FieldLayout& field, std::string_view bytes) {
-    Json& value = request_.fields[std::string(field.name)];
+  Value ValueOf(const Field& field, std::string_view bytes) {
     switch (field.type) {
       case FieldType::UUID_BYTES:
-        value = UuidText(bytes);
-        break;
-      case FieldType::UUID_CHARS:
-        value = CheckedUuid(field, bytes);
-        break;
+        return UuidOfBytes(bytes);
+      case FieldType::UUID_TEXT:
+        return CheckedUuid(field, field.part ? Part(field, bytes) : bytes);
       case FieldType::U8:
+        return HostNumber<std::uint8_t>(bytes);
       case FieldType::U32:
+        return HostNumber<std::uint32_t>(bytes);
       case FieldType::U64:
-        value = LittleEndian(bytes);
-        break;
+        return HostNumber<std::uint64_t>(bytes);
       case FieldType::F64:
-        value = NumberValue(std::bit_cast<double>(LittleEndian(bytes)));
-        break;
-      case FieldType::CHARS_TO_END:
-        value = bytes;
-        break;
-      case FieldType::TEXT_TO_END:
-        value = ZeroFilled(field, bytes);
-        if (field.name == "json" && !Json::accept(value.get_ref<const std::string&>())) {
-          Remark("json is not valid JSON");
-        }
-        break;
-      case FieldType::LIST_TO_END:
+        return NumberValue(HostNumber<double>(bytes));
+      case FieldType::CHARS:
+        return bytes;
+      case FieldType::TEXT:
+        return ZeroFilled(field, bytes);
+      case FieldType::JSON:
+        return CheckedJson(field, ZeroFilled(field, bytes));
+      case FieldType::LIST:
       case FieldType::LIST_AREA:
-        value = List(field, ZeroFilled(field, bytes));
-        break;
+        return SplitList(ZeroFilled(field, bytes));
       case FieldType::DIGITS:
-        value = Digits(field, Terminated(field, bytes));
-        break;
-      case FieldType::WORK_ITEM_NAME:
-        Name(field, "workItem", WorkItemName);
-        break;
-      case FieldType::EVENT_PART:
-        value = Digits(field, BeforeColon(ZeroFilled(field, bytes)));
-        break;
-      case FieldType::EVENT_NAME:
-        Name(field, "eventType", EventName);
-        break;
-      case FieldType::ENTRY_PART:
-        value = Digits(field, BeforeColon(Part(bytes.substr(0, bytes.find('\0')), 1)));
-        break;
-      case FieldType::ENTRY_NAME:
-        Name(field, "entryType", EntryName);
-        break;
-      case FieldType::UUID_PART:
-        value = CheckedUuid(field, Part(bytes.substr(0, bytes.find('\0')), 2));
-        break;
+        return Digits(field, field.part ? Part(field, bytes) : Terminated(field, bytes));
+      case FieldType::NAME:
+        return Name(field);
       case FieldType::RESERVED:
-        value = ToHex(bytes);
-        if (bytes.find_first_not_of('\0') == std::string_view::npos) {
-          request_.fields.erase(std::string(field.name));
-        }
-        break;
+        return ToHex(bytes);
+    }
+    return nullptr;
+  }
+
+  void DecodeField(const Field& field, std::string_view bytes) {
+    const bool hidden =
+        (field.type == FieldType::RESERVED &&
+         bytes.find_first_not_of('\0') == std::string_view::npos) ||
+        (field.type == FieldType::NAME && Find(request_.fields, field.of) == nullptr);
+    if (!hidden) {
+      request_.fields.push_back({field.name, ValueOf(field, bytes)});
     }
   }
 
   Request& request_;
   std::string_view payload_;
-  std::map<std::string, std::size_t> listLengths_;
 };
 
 }  // namespace
 
 Request DecodeRequest(const Header& header, std::string payload) {
-  Request request{
-      .header = header, .payload = std::move(payload), .command = CommandOfCode(header.word)};
+  Request request{.header = header,
+                  .payload = std::move(payload),
+                  .command = contract::Get().CommandOfCode(header.word)};
   if (request.command == nullptr) {
-    request.remarks.emplace_back("no command has the code " + std::to_string(header.word));
+    request.warnings.emplace_back("no command has the code " + std::to_string(header.word));
   } else {
-    Decoder(request).Decode(LayoutOf(request.command->shape));
+    Decoder(request).Decode(*request.command->payload);
   }
   return request;
 }
 
-ReplyForm ReplyFormOf(const Request& request) {
-  if (request.command == nullptr) {
-    return ReplyForm::EMPTY_FRAME;
-  }
-  if (request.command->shape == PayloadShape::CRAWLER_TEXT &&
-      request.fields.value("all", Json()) == 1) {
-    return ReplyForm::STREAM;
-  }
-  return request.command->reply;
+const contract::Reply& ExpectedReply(const Request& request) {
+  const auto& with = request.command->with;
+  const Value* const field = with ? Find(request.fields, with->field) : nullptr;
+  const auto* const number = field != nullptr ? field->As<std::uint64_t>() : nullptr;
+  return number != nullptr && *number != 0 ? with->reply : request.command->reply;
 }
 
 }  // namespace standin

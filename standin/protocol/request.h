@@ -3,36 +3,32 @@
 #ifndef STANDIN_PROTOCOL_REQUEST_H
 #define STANDIN_PROTOCOL_REQUEST_H
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "contract/contract.h"
 #include "core/frame.h"
-#include "protocol/commands.h"
+#include "json/value.h"
 
 namespace standin {
-
-using Json = nlohmann::ordered_json;
 
 struct Request {
   Header header = {};
   std::string payload = {};
-  const CommandInfo* command = nullptr;  ///< null: no command has this code
-  /// Name to value, in the order of the payload; what a short payload lacks is
-  /// absent.
-  Json fields = Json::object();
+  const contract::Command* command = nullptr;  ///< null: no command has this code
+  /// Name to value, in the contract's order; what a short payload lacks is absent.
+  Object fields = {};
   /// What a well-behaved client would not have sent, in words.
-  std::vector<std::string> remarks = {};
+  std::vector<std::string> warnings = {};
 
   [[nodiscard]] std::string Bytes() const { return EncodeHeader(header) + payload; }
 };
 
-/// Decodes any payload whatever: what does not fit the command's layout is told in
-/// the remarks.
+/// Decodes any payload: what does not fit the contract is reported in the warnings.
 [[nodiscard]] Request DecodeRequest(const Header& header, std::string payload);
 
-/// How the client expects to be answered; a frame if the command is unknown.
-[[nodiscard]] ReplyForm ReplyFormOf(const Request& request);
+/// What the contract says of the reply to `request`, whose command is known.
+[[nodiscard]] const contract::Reply& ExpectedReply(const Request& request);
 
 }  // namespace standin
 

@@ -2,39 +2,34 @@
 
 #include "script/entry.h"
 
-#include <string_view>
-
 #include "core/hex.h"
+#include "json/json.h"
 
 namespace standin {
 namespace {
 
-std::string Shown(const Json& value) {
-  std::string text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
-  if (value.is_string()) {
-    text += " (hex " + ToHex(value.get_ref<const std::string&>()) + ")";
-  }
-  return text;
-}
-
-std::string_view WordOf(const Request& request) {
-  return request.command != nullptr ? request.command->word : "no command";
+std::string Shown(const Value& value) {
+  const auto* const text = value.As<std::string>();
+  return ToJson(value) + (text != nullptr ? " (hex " + ToHex(*text) + ")" : "");
 }
 
 }  // namespace
 
+std::string CommandOf(const Request& request) {
+  return (request.command != nullptr ? request.command->word : "no command") + " (code " +
+         std::to_string(request.header.word) + ")";
+}
+
 std::vector<std::string> Differences(const Entry& entry, const Request& request) {
   std::vector<std::string> differences;
   if (entry.command != nullptr && entry.command != request.command) {
-    differences.push_back("command: expected " + std::string(entry.command->word) + " (code " +
-                          std::to_string(entry.command->code) + "), got " +
-                          std::string(WordOf(request)) + " (code " +
-                          std::to_string(request.header.word) + ")");
+    differences.push_back("command: expected " + entry.command->word + " (code " +
+                          std::to_string(entry.command->code) + "), got " + CommandOf(request));
     return differences;
   }
-  for (const auto& [name, expected] : entry.fields.items()) {
-    const auto got = request.fields.find(name);
-    if (got == request.fields.end()) {
+  for (const auto& [name, expected] : entry.fields) {
+    const Value* const got = Find(request.fields, name);
+    if (got == nullptr) {
       differences.push_back(name + ": expected " + Shown(expected) + ", the payload is too short");
     } else if (*got != expected) {
       differences.push_back(name + ": expected " + Shown(expected) + ", got " + Shown(*got));
@@ -43,8 +38,8 @@ std::vector<std::string> Differences(const Entry& entry, const Request& request)
   return differences;
 }
 
-Answer AnswerOf(const Entry& entry, const Request& request) {
-  return entry.answer ? *entry.answer : PlausibleAnswer(request);
+SharedReply ReplyOf(const Entry& entry, const Request& request) {
+  return entry.reply ? entry.reply : DefaultReply(request);
 }
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// An entry of a script: which request is meant, and what is done about it.
+// An entry of a script: which requests it matches, and what is done about them.
 
 #ifndef STANDIN_SCRIPT_ENTRY_H
 #define STANDIN_SCRIPT_ENTRY_H
@@ -8,27 +8,30 @@
 #include <string>
 #include <vector>
 
-#include "script/answer.h"
+#include "script/reply.h"
 
 namespace standin {
 
 struct Entry {
-  const CommandInfo* command = nullptr;  ///< null: any
-  Json fields = Json::object();          ///< the fields that count, with their values
-  std::optional<Answer> answer;          ///< none: the plausible one
-  std::optional<std::uint64_t> times;    ///< how often a rule may answer
+  const contract::Command* command = nullptr;  ///< null: any
+  Object fields = {};                          ///< the fields that count, with their values
+  SharedReply reply = nullptr;                 ///< null: the default one
+  std::optional<std::uint64_t> times = {};     ///< how often a rule may reply
 
-  [[nodiscard]] bool Is(Answer::Kind kind) const { return answer && answer->kind == kind; }
-  [[nodiscard]] std::string_view CommandWord() const {
+  [[nodiscard]] bool Is(Reply::Type type) const { return reply && reply->type == type; }
+  [[nodiscard]] std::string CommandWord() const {
     return command != nullptr ? command->word : "any command";
   }
 };
 
-/// In what `request` is not what the entry means, a line for each difference;
-/// empty if it is.
+/// "stats (code 1)", "no command (code 38)".
+[[nodiscard]] std::string CommandOf(const Request& request);
+
+/// In what `request` is not what the entry matches, a line for each difference; empty if
+/// it matches.
 [[nodiscard]] std::vector<std::string> Differences(const Entry& entry, const Request& request);
 
-[[nodiscard]] Answer AnswerOf(const Entry& entry, const Request& request);
+[[nodiscard]] SharedReply ReplyOf(const Entry& entry, const Request& request);
 
 }  // namespace standin
 

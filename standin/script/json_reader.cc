@@ -9,7 +9,7 @@
 
 namespace standin {
 
-JsonReader::JsonReader(const Json& value, std::string place, std::filesystem::path folder)
+JsonReader::JsonReader(const Value& value, std::string place, std::filesystem::path folder)
     : value_(value), place_(std::move(place)), folder_(std::move(folder)) {}
 
 void JsonReader::Refuse(const std::string& why) const { throw ScriptError(place_ + ": " + why); }
@@ -27,45 +27,57 @@ void JsonReader::OnlyMembers(std::initializer_list<std::string_view> allowed) co
 }
 
 bool JsonReader::Has(std::string_view name) const {
-  return value_.is_object() && value_.contains(name);
+  const auto* const object = value_.As<Object>();
+  return object != nullptr && Find(*object, name) != nullptr;
 }
 
 JsonReader JsonReader::Member(std::string_view name) const {
-  return {value_.at(std::string(name)), place_ + "/" + std::string(name), folder_};
+  return {*Find(*value_.As<Object>(), name), place_ + "/" + std::string(name), folder_};
 }
 
 void JsonReader::ForEachMember(
     const std::function<void(const std::string& name, const JsonReader&)>& visit) const {
-  if (!value_.is_object()) {
+  const auto* const object = value_.As<Object>();
+  if (object == nullptr) {
     Refuse("must be an object");
   }
-  for (const auto& [name, member] : value_.items()) {
+  for (const auto& [name, member] : *object) {
     visit(name, {member, place_ + "/" + name, folder_});
   }
 }
 
 void JsonReader::ForEachItem(const std::function<void(const JsonReader&)>& visit) const {
-  if (!value_.is_array()) {
+  const auto* const list = value_.As<List>();
+  if (list == nullptr) {
     Refuse("must be an array");
   }
-  for (std::size_t index = 0; index < value_.size(); ++index) {
-    visit({value_[index], place_ + "/" + std::to_string(index), folder_});
+  for (std::size_t index = 0; index < list->size(); ++index) {
+    visit({(*list)[index], place_ + "/" + std::to_string(index), folder_});
   }
 }
 
 const std::string& JsonReader::Text() const {
-  if (!value_.is_string()) {
+  const auto* const text = value_.As<std::string>();
+  if (text == nullptr) {
     Refuse("must be a text");
   }
-  return value_.get_ref<const std::string&>();
+  return *text;
 }
 
 std::uint64_t JsonReader::Natural(std::uint64_t least, std::uint64_t most) const {
-  if (!value_.is_number_unsigned() || value_.get<std::uint64_t>() < least ||
-      value_.get<std::uint64_t>() > most) {
+  const auto* const number = value_.As<std::uint64_t>();
+  if (number == nullptr || *number < least || *number > most) {
     Refuse("must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
   }
-  return value_.get<std::uint64_t>();
+  return *number;
+}
+
+bool JsonReader::Truth() const {
+  const bool* const truth = value_.As<bool>();
+  if (truth == nullptr) {
+    Refuse("must be true or false");
+  }
+  return *truth;
 }
 
 }  // namespace standin

@@ -11,21 +11,22 @@
 #include <string>
 #include <string_view>
 
-#include "protocol/request.h"
+#include "json/value.h"
 
 namespace standin {
 
 /// All functions throw ScriptError, which names the place, if the value is not of
-/// the wanted kind.
+/// the wanted type.
 class JsonReader {
  public:
-  JsonReader(const Json& value, std::string place, std::filesystem::path folder);
+  JsonReader(const Value& value, std::string place, std::filesystem::path folder);
 
   [[noreturn]] void Refuse(const std::string& why) const;
 
   /// Refuses all but an object with no other members than these.
   void OnlyMembers(std::initializer_list<std::string_view> allowed) const;
   [[nodiscard]] bool Has(std::string_view name) const;
+  /// Requires: Has(name).
   [[nodiscard]] JsonReader Member(std::string_view name) const;
   void ForEachMember(
       const std::function<void(const std::string& name, const JsonReader&)>& visit) const;
@@ -33,12 +34,13 @@ class JsonReader {
 
   [[nodiscard]] const std::string& Text() const;
   [[nodiscard]] std::uint64_t Natural(std::uint64_t least, std::uint64_t most) const;
-  [[nodiscard]] const Json& Value() const { return value_; }
+  [[nodiscard]] bool Truth() const;
+  [[nodiscard]] const Value& Get() const { return value_; }
   /// The folder of the script, where the paths in it begin.
   [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
 
  private:
-  const Json& value_;
+  const Value& value_;
   std::string place_;
   std::filesystem::path folder_;
 };

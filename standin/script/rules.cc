@@ -8,14 +8,13 @@ namespace standin {
 
 Rules::Rules(std::vector<Entry> rules) : rules_(std::move(rules)) {}
 
-const Entry* Rules::Take(std::optional<Answer::Kind> kind,
-                         const std::function<bool(const Entry&)>& means) {
-  const std::lock_guard lock(mutex_);
+const Entry* Rules::Take(std::optional<Reply::Type> type,
+                         const std::function<bool(const Entry&)>& matches) {
   for (Entry& rule : rules_) {
-    if ((rule.times && *rule.times == 0) || !means(rule)) {
+    if ((rule.times && *rule.times == 0) || !matches(rule)) {
       continue;
     }
-    if (kind && !rule.Is(*kind)) {
+    if (type && !rule.Is(*type)) {
       return nullptr;
     }
     if (rule.times) {
@@ -26,27 +25,27 @@ const Entry* Rules::Take(std::optional<Answer::Kind> kind,
   return nullptr;
 }
 
-std::optional<Answer> Rules::AtConnect() {
-  const Entry* rule = Take(Answer::Kind::CLOSE_BEFORE_READING, [](const Entry& entry) {
-    return entry.Is(Answer::Kind::CLOSE_BEFORE_READING);
+SharedReply Rules::AtConnect() {
+  const Entry* rule = Take(Reply::Type::CLOSE_BEFORE_READING, [](const Entry& entry) {
+    return entry.Is(Reply::Type::CLOSE_BEFORE_READING);
   });
-  return rule != nullptr ? rule->answer : std::nullopt;
+  return rule != nullptr ? rule->reply : nullptr;
 }
 
-std::optional<Answer> Rules::AtHeader(const Header& header) {
-  // A rule on fields may be the first to mean this request: only the payload tells.
-  const Entry* rule = Take(Answer::Kind::CLOSE_AFTER_HEADER, [&](const Entry& entry) {
-    return !entry.Is(Answer::Kind::CLOSE_BEFORE_READING) &&
+SharedReply Rules::AtHeader(const Header& header) {
+  // A rule on fields may be the first to match this request: only the payload shows that.
+  const Entry* rule = Take(Reply::Type::CLOSE_AFTER_HEADER, [&](const Entry& entry) {
+    return !entry.Is(Reply::Type::CLOSE_BEFORE_READING) &&
            (entry.command == nullptr || entry.command->code == header.word);
   });
-  return rule != nullptr ? rule->answer : std::nullopt;
+  return rule != nullptr ? rule->reply : nullptr;
 }
 
-Verdict Rules::AtRequest(const Request& request) {
+Outcome Rules::AtRequest(const Request& request) {
   const Entry* rule = Take(std::nullopt, [&](const Entry& entry) {
-    return !entry.Is(Answer::Kind::CLOSE_BEFORE_READING) && Differences(entry, request).empty();
+    return !entry.Is(Reply::Type::CLOSE_BEFORE_READING) && Differences(entry, request).empty();
   });
-  return {rule != nullptr ? AnswerOf(*rule, request) : PlausibleAnswer(request), {}};
+  return {rule != nullptr ? ReplyOf(*rule, request) : DefaultReply(request), {}};
 }
 
 }  // namespace standin

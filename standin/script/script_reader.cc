@@ -7,60 +7,74 @@
 #include <utility>
 #include <vector>
 
-#include "protocol/layout.h"
-#include "script/answer_reader.h"
+#include "contract/contract.h"
+#include "json/json.h"
 #include "script/entry.h"
 #include "script/json_reader.h"
+#include "script/reply_reader.h"
 #include "script/rules.h"
 #include "script/sequence.h"
 
 namespace standin {
 namespace {
 
-Json ParseFile(const std::string& path) {
+constexpr std::uintmax_t MOST_SIZE = 64U << 20U;
+
+Value ParseFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
     throw ScriptError(path + ": cannot be opened");
   }
   try {
-    return Json::parse(file);
-  } catch (const Json::exception& error) {
+    std::string text;
+    for (std::string piece(65536, '\0'); file; text.append(piece, 0, piece.size())) {
+      file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+      piece.resize(static_cast<std::size_t>(file.gcount()));
+      if (text.size() > MOST_SIZE) {
+        throw ScriptError(path + ": is longer than 64 MiB");
+      }
+    }
+    if (file.bad()) {
+      throw ScriptError(path + ": cannot be read");  // a folder can be opened
+    }
+    return ParseJson(text);
+  } catch (const ScriptError&) {
+    throw;
+  } catch (const std::runtime_error& error) {
     throw ScriptError(path + ": " + error.what());
-  } catch (const std::ios_base::failure&) {
-    throw ScriptError(path + ": cannot be read");  // a folder can be opened
   }
 }
 
-void CheckKind(const JsonReader& json, ValueKind kind) {
-  const Json& value = json.Value();
-  switch (kind) {
-    case ValueKind::TEXT:
+void CheckType(const JsonReader& json, contract::ValueKind type) {
+  const Value& value = json.Get();
+  switch (type) {
+    case contract::ValueKind::TEXT:
       (void)json.Text();
       break;
-    case ValueKind::NATURAL:
+    case contract::ValueKind::NATURAL:
       (void)json.Natural(0, std::numeric_limits<std::uint64_t>::max());
       break;
-    case ValueKind::NUMBER:
-      if (!value.is_number() && value != "nan" && value != "inf" && value != "-inf") {
+    case contract::ValueKind::NUMBER:
+      if (value.As<double>() == nullptr && value.As<std::uint64_t>() == nullptr &&
+          value.Text() != "nan" && value.Text() != "inf" && value.Text() != "-inf") {
         json.Refuse("must be a number, or nan, inf or -inf as a text");
       }
       break;
-    case ValueKind::LIST:
+    case contract::ValueKind::LIST:
       json.ForEachItem([](const JsonReader& item) { (void)item.Text(); });
       break;
   }
 }
 
-void CheckField(const CommandInfo& command, const std::string& name, const JsonReader& json) {
+void CheckField(const contract::Command& command, const std::string& name, const JsonReader& json) {
   std::string known;
-  for (const FieldLayout& field : LayoutOf(command.shape).fields) {
+  for (const contract::Field& field : command.payload->fields) {
     if (field.name == name) {
-      return CheckKind(json, KindOf(field.type));
+      return CheckType(json, field.value);
     }
-    known += (known.empty() ? "" : ", ") + std::string(field.name);
+    known += (known.empty() ? "" : ", ") + field.name;
   }
-  json.Refuse(std::string(command.word) + " has no field of this name, but " +
-              (known.empty() ? "none" : known));
+  json.Refuse(command.word + " has no field of this name, but " + (known.empty() ? "none" : known));
 }
 
 void ReadFields(const JsonReader& json, Entry& entry) {
@@ -70,15 +84,15 @@ void ReadFields(const JsonReader& json, Entry& entry) {
   json.ForEachMember([&](const std::string& name, const JsonReader& member) {
     CheckField(*entry.command, name, member);
   });
-  entry.fields = json.Value();
+  entry.fields = *json.Get().As<Object>();
 }
 
-/// An answer that comes early cannot depend on what has not been read by then.
+/// A reply that comes early cannot depend on what has not been read by then.
 void CheckMoment(const JsonReader& json, const Entry& entry) {
-  if (entry.Is(Answer::Kind::CLOSE_BEFORE_READING) && json.Has("command")) {
+  if (entry.Is(Reply::Type::CLOSE_BEFORE_READING) && json.Has("command")) {
     json.Refuse("close before-reading comes before the command is known");
   }
-  if (entry.Is(Answer::Kind::CLOSE_AFTER_HEADER) && json.Has("fields")) {
+  if (entry.Is(Reply::Type::CLOSE_AFTER_HEADER) && json.Has("fields")) {
     json.Refuse("close after-header comes before the fields are known");
   }
 }
@@ -87,7 +101,7 @@ Entry ReadEntry(const JsonReader& json) {
   Entry entry;
   if (json.Has("command")) {
     const JsonReader word = json.Member("command");
-    entry.command = CommandOfWord(word.Text());
+    entry.command = contract::Get().CommandOfWord(word.Text());
     if (entry.command == nullptr) {
       word.Refuse("no command is called \"" + word.Text() + "\"");
     }
@@ -95,8 +109,8 @@ Entry ReadEntry(const JsonReader& json) {
   if (json.Has("fields")) {
     ReadFields(json.Member("fields"), entry);
   }
-  if (json.Has("answer")) {
-    entry.answer = ReadAnswer(json.Member("answer"));
+  if (json.Has("reply")) {
+    entry.reply = std::make_shared<Reply>(ReadReply(json.Member("reply")));
   }
   if (json.Has("times")) {
     entry.times = json.Member("times").Natural(1, std::numeric_limits<std::uint32_t>::max());
@@ -107,8 +121,8 @@ Entry ReadEntry(const JsonReader& json) {
 
 }  // namespace
 
-std::unique_ptr<AnswerSource> ReadScript(const std::string& path) {
-  const Json document = ParseFile(path);
+std::unique_ptr<Script> ReadScript(const std::string& path) {
+  const Value document = ParseFile(path);
   const JsonReader json(document, path, std::filesystem::path(path).parent_path());
   json.OnlyMembers({"$schema", "rules", "sequence"});
   if (json.Has("$schema")) {
@@ -120,13 +134,13 @@ std::unique_ptr<AnswerSource> ReadScript(const std::string& path) {
   std::vector<Entry> entries;
   if (json.Has("rules")) {
     json.Member("rules").ForEachItem([&](const JsonReader& rule) {
-      rule.OnlyMembers({"command", "fields", "answer", "times"});
+      rule.OnlyMembers({"command", "fields", "reply", "times"});
       entries.push_back(ReadEntry(rule));
     });
     return std::make_unique<Rules>(std::move(entries));
   }
   json.Member("sequence").ForEachItem([&](const JsonReader& entry) {
-    entry.OnlyMembers({"command", "fields", "answer"});
+    entry.OnlyMembers({"command", "fields", "reply"});
     entries.push_back(ReadEntry(entry));
   });
   return std::make_unique<Sequence>(std::move(entries));

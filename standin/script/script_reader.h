@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "script/answer_source.h"
+#include "script/script.h"
 
 namespace standin {
 
@@ -19,7 +19,7 @@ class ScriptError : public std::runtime_error {
 };
 
 /// Throws ScriptError.
-[[nodiscard]] std::unique_ptr<AnswerSource> ReadScript(const std::string& path);
+[[nodiscard]] std::unique_ptr<Script> ReadScript(const std::string& path);
 
 }  // namespace standin
 

@@ -1,134 +1,102 @@
-// The loop of the accepting thread.
+// accept4(2) until it would block.
 
 #include "server/server.h"
 
-#include <poll.h>
+#include <fcntl.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <cerrno>
 #include <exception>
 #include <system_error>
 #include <utility>
 
 namespace standin {
+namespace {
 
-bool Server::ClientWaits() const {
-  pollfd wait{listener_.Fd(), POLLIN, 0};
-  return poll(&wait, 1, 0) > 0;
+/// How long an error of accept4(2) is waited out if no connection ends before.
+constexpr std::chrono::milliseconds RETRY{100};
+/// So many are accepted before the connections have their turn.
+constexpr int MOST_IN_A_ROW = 64;
+
+}  // namespace
+
+Server::Server(Loop& loop, const UnixListener& listener, Handler handler, Log& log,
+               const Limits& limits, Event& changed)
+    : loop_(loop),
+      listener_(listener),
+      watched_(loop.context.get_executor(), fcntl(listener.Fd(), F_DUPFD_CLOEXEC, 3)),
+      handler_(std::move(handler)),
+      log_(log),
+      limits_(limits),
+      changed_(changed),
+      roomMade_(loop.context) {
+  watched_.non_blocking(true);
 }
 
-std::size_t Server::Running() {
-  const std::lock_guard lock(mutex_);
-  return running_.size();
-}
-
-bool Server::MayAccept() { return Running() < limits_.maxConnections && !full_ && !CountReached(); }
-
-bool Server::Wait(int endFd) {
-  // poll(2) skips a negative descriptor.
-  std::array<pollfd, 3> waits = {{{endFd, POLLIN, 0},
-                                  {finishedSignal_.Fd(), POLLIN, 0},
-                                  {MayAccept() ? listener_.Fd() : -1, POLLIN, 0}}};
-  if (poll(waits.data(), waits.size(), -1) < 0 && errno != EINTR) {
-    throw std::system_error(errno, std::generic_category(), "poll");
-  }
-  return waits[0].revents != 0;
-}
-
-void Server::JoinFinished() {
-  finishedSignal_.Lower();
-  Threads ended;
-  {
-    const std::lock_guard lock(mutex_);
-    ended.swap(finished_);
-  }
-  for (std::thread& thread : ended) {
-    thread.join();
-    full_ = false;
-  }
-}
-
-void Server::StartThread(Descriptor client) {
-  const std::uint64_t connection = ++accepted_;
-  const std::lock_guard lock(mutex_);
-  const auto place = running_.emplace(running_.end());
-  const auto serve = [this, place](Visitor visitor) {
-    const std::uint64_t number = visitor.connection;
-    try {
-      handler_.Serve(std::move(visitor), stop_);
-    } catch (const std::exception& error) {
-      log_.Write(number, "failed", {{"why", error.what()}});
+Task<> Server::Run() {
+  while (AcceptWaiting() && !CountReached()) {
+    if (full_ || running_ >= limits_.maxConnections) {
+      co_await roomMade_.WaitFor(full_ ? RETRY : std::chrono::hours(24));
+    } else {
+      std::error_code ignored;
+      co_await watched_.async_wait(AsyncDescriptor::wait_read,
+                                   asio::redirect_error(AWAIT, ignored));
     }
-    const std::lock_guard inner(mutex_);
-    finished_.splice(finished_.end(), running_, place);
-    finishedSignal_.Raise();
-  };
-  try {
-    Turns::Turn turn = turns_.Queue(client.Get());
-    *place = std::thread(serve, Visitor{std::move(client), connection, std::move(turn)});
-  } catch (const std::system_error& error) {
-    running_.erase(place);
-    log_.Write(connection, "failed", {{"why", error.what()}});
   }
+  accepting_ = false;
+  changed_.Notify();
 }
 
-bool Server::AcceptOne() {
-  Descriptor client;
-  try {
-    client = listener_.Accept();
-  } catch (const std::system_error& error) {
-    if (Running() == 0) {
-      throw;
+bool Server::AcceptWaiting() {
+  full_ = false;
+  for (int inARow = 0; inARow < MOST_IN_A_ROW; ++inARow) {
+    if (CountReached() || running_ >= limits_.maxConnections) {
+      break;
     }
-    // Out of descriptors or memory: the end of a connection gives some back.
-    log_.Write(0, "accept-failed", {{"why", error.what()}});
-    full_ = true;
-    return false;
-  }
-  StartThread(std::move(client));
-  if (Running() == limits_.maxConnections) {
-    log_.Write(accepted_, "limit-reached", {{"connections", limits_.maxConnections}});
+    Descriptor client(accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (client.Get() >= 0) {
+      Start(std::move(client));
+    } else if (errno == EAGAIN || errno == EINVAL) {
+      // Once the listener is shut down, nobody can join an empty queue.
+      return loop_.GetState() == Loop::State::RUNNING;
+    } else if (errno != EINTR && errno != ECONNABORTED) {
+      // Out of descriptors or memory: the end of a connection gives some back.
+      log_.Write(0, "accept-failed", {{"why", std::generic_category().message(errno)}});
+      full_ = true;
+      break;
+    }
   }
   return true;
 }
 
-void Server::Finish() {
-  // The queue is still served, but nobody can join it any more.
-  shutdown(listener_.Fd(), SHUT_RD);
-  stop_.Raise();
-  bool queued = !CountReached();
-  while (queued || Running() > 0) {
-    if (queued && Running() < limits_.maxConnections) {
-      try {
-        StartThread(listener_.Accept());
-      } catch (const std::system_error&) {
-        queued = false;  // accept(2) fails once the queue is empty
-      }
-      queued = queued && !CountReached();
-    } else {
-      pollfd wait{finishedSignal_.Fd(), POLLIN, 0};
-      (void)poll(&wait, 1, -1);
-    }
-    JoinFinished();
+void Server::Start(Descriptor client) {
+  ++running_;
+  const auto connection =
+      std::make_shared<Connection>(loop_, std::move(client), ++accepted_, limits_.idleTime);
+  if (running_ == limits_.maxConnections) {
+    log_.Write(accepted_, "limit-reached", {{"connections", limits_.maxConnections}});
   }
-  JoinFinished();
+  asio::co_spawn(loop_.context.get_executor(), Serve(connection), asio::detached);
 }
 
-void Server::Run(int endFd, const std::function<bool()>& shouldEnd) {
-  while (!handler_.WantsToEnd() && !log_.HasFailed()) {
-    if (CountReached() && Running() == 0) {
-      break;
-    }
-    if (Wait(endFd) && shouldEnd()) {
-      break;
-    }
-    JoinFinished();
-    if (MayAccept() && ClientWaits()) {
-      AcceptOne();
-    }
+Task<> Server::Serve(std::shared_ptr<Connection> client) {
+  try {
+    co_await client->Turn();
+    co_await handler_(client);
+  } catch (const std::exception& error) {
+    log_.Write(client->Number(), "failed", {{"why", error.what()}});
   }
-  Finish();
+  client.reset();
+  --running_;
+  roomMade_.Notify();
+  changed_.Notify();
+}
+
+void Server::Stop() {
+  // The queue is still served, but nobody can join it any more.
+  shutdown(listener_.Fd(), SHUT_RD);
+  watched_.cancel();
+  roomMade_.Notify();
 }
 
 }  // namespace standin

@@ -1,69 +1,57 @@
-// Accepts clients and gives each a thread of its own, so that a slow or silent one
-// holds up nobody. The number of threads is bounded: further clients wait in the
-// listen queue.
+// Accepts clients and starts a coroutine for each. Their number is bounded: further clients
+// wait in the listen queue.
 
 #ifndef STANDIN_SERVER_SERVER_H
 #define STANDIN_SERVER_SERVER_H
 
 #include <cstdint>
 #include <functional>
-#include <list>
-#include <mutex>
-#include <optional>
-#include <thread>
+#include <memory>
 
 #include "core/unix_listener.h"
 #include "log/log.h"
-#include "server/handler.h"
-#include "server/stop_signal.h"
-#include "server/turns.h"
+#include "server/connection.h"
+#include "server/limits.h"
 
 namespace standin {
 
-struct ServerLimits {
-  std::size_t maxConnections = 256;
-  std::optional<std::uint64_t> count;  ///< connections to serve before the end
-};
-
 class Server {
  public:
-  Server(const UnixListener& listener, Handler& handler, Log& log, const ServerLimits& limits)
-      : listener_(listener), handler_(handler), log_(log), limits_(limits) {}
+  /// What is done with a connection, from its turn to its end.
+  using Handler = std::function<Task<>(std::shared_ptr<Connection> client)>;
 
-  /// Serves clients until `count` of them have been served, the handler or the log
-  /// wants no more, or `shouldEnd` tells so, which is asked whenever `endFd`
-  /// becomes readable. Whoever has connected by then is still served with what it
-  /// has sent by then. Throws std::system_error.
-  void Run(int endFd, const std::function<bool()>& shouldEnd);
+  /// `listener` does not block. `changed` is notified when the server has ended.
+  Server(Loop& loop, const UnixListener& listener, Handler handler, Log& log, const Limits& limits,
+         Event& changed);
+
+  /// Accepts clients until so many have come as the limits want, or until Stop.
+  [[nodiscard]] Task<> Run();
+
+  /// Accepts nobody but those that have connected by now.
+  void Stop();
+
+  /// Whether no connection is open and none will be.
+  [[nodiscard]] bool HasEnded() const { return !accepting_ && running_ == 0; }
 
  private:
-  using Threads = std::list<std::thread>;
-
-  /// Waits for a client, the end of a thread, or `endFd`. Whether `endFd` is it.
-  [[nodiscard]] bool Wait(int endFd);
-  [[nodiscard]] bool ClientWaits() const;
-  [[nodiscard]] bool MayAccept();
-  [[nodiscard]] std::size_t Running();
   [[nodiscard]] bool CountReached() const { return limits_.count && accepted_ >= *limits_.count; }
-  /// False if no client could be accepted.
-  bool AcceptOne();
-  void StartThread(Descriptor client);
-  void JoinFinished();
-  /// Serves those that wait already, then stops all threads.
-  void Finish();
+  /// Accepts those that wait. False once nobody can come any more.
+  [[nodiscard]] bool AcceptWaiting();
+  void Start(Descriptor client);
+  [[nodiscard]] Task<> Serve(std::shared_ptr<Connection> client);
 
+  Loop& loop_;
   const UnixListener& listener_;
-  Handler& handler_;
+  AsyncDescriptor watched_;  ///< of the listener, which keeps its descriptor
+  Handler handler_;
   Log& log_;
-  ServerLimits limits_;
-  StopSignal stop_;
-  StopSignal finishedSignal_;
-  Turns turns_;
+  Limits limits_;
+  Event& changed_;
+  Event roomMade_;
   std::uint64_t accepted_ = 0;
-  bool full_ = false;
-  std::mutex mutex_;  ///< of both lists
-  Threads running_;
-  Threads finished_;
+  std::size_t running_ = 0;
+  bool accepting_ = true;
+  bool full_ = false;  ///< the system has nothing left for another connection
 };
 
 }  // namespace standin

@@ -3,11 +3,11 @@
 #include "server/session.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <utility>
 
 #include "core/frame.h"
-#include "server/wire.h"
 
 namespace standin {
 namespace {
@@ -17,160 +17,159 @@ constexpr std::uint32_t STATUS_TOO_LONG = 0x2bad005a;
 
 class Session {
  public:
-  Session(Log& log, AnswerSource& source, const SessionLimits& limits, Wire& wire,
-          std::uint64_t connection)
-      : log_(log), source_(source), limits_(limits), wire_(wire), connection_(connection) {}
+  Session(Connection& client, Log& log, Script& script, std::uint64_t maxPayload)
+      : client_(client), log_(log), script_(script), maxPayload_(maxPayload) {}
 
-  void Run() {
-    wire_.AwaitTurn();
-    if (const auto answer = source_.AtConnect()) {
-      return CloseEarly("connect", *answer);
+  Task<> Run() {
+    if (const SharedReply reply = script_.AtConnect()) {
+      co_await CloseEarly("connect", *reply, {});
+      co_return;
     }
-    std::string header;
-    const Wire::End end = wire_.Read(header, HEADER_SIZE);
-    if (end != Wire::End::DONE) {
-      return ReportIncomplete(header, end);
+    std::string bytes;
+    IoResult result = co_await client_.Read(bytes, HEADER_SIZE);
+    if (result != IoResult::DONE) {
+      ReportIncomplete(bytes, result);
+      co_return;
     }
-    ServeHeader(header);
+    const Header header = DecodeHeader(bytes);
+    if (const SharedReply reply = script_.AtHeader(header)) {
+      co_await CloseEarly("header", *reply, header);
+      co_return;
+    }
+    if (header.length > maxPayload_) {
+      co_await RefusePayload(header);
+      co_return;
+    }
+    std::string payload;
+    result = co_await client_.Read(payload, header.length);
+    if (result != IoResult::DONE) {
+      ReportIncomplete(bytes + payload, result);
+      co_return;
+    }
+    co_await ServeRequest(header, std::move(payload));
   }
 
  private:
-  void ServeHeader(const std::string& bytes) {
-    const Header header = DecodeHeader(bytes);
-    wire_.AwaitTurn();
-    if (const auto answer = source_.AtHeader(header)) {
-      return CloseEarly("header", *answer, header);
+  Task<> ServeRequest(const Header& header, std::string payload) {
+    const SharedReply reply = TakeRequest(DecodeRequest(header, std::move(payload)));
+    const IoResult result = co_await Play(*reply);
+    if (result != IoResult::DONE) {
+      log_.Write(client_.Number(), "reply-not-taken", {{"why", TextOf(result)}});
     }
-    if (header.length > limits_.maxPayload) {
-      return RefusePayload(header);
-    }
-    std::string payload;
-    const Wire::End end = wire_.Read(payload, header.length);
-    if (end != Wire::End::DONE) {
-      return ReportIncomplete(bytes + payload, end);
-    }
-    ServeRequest(DecodeRequest(header, std::move(payload)));
-  }
-
-  void ServeRequest(const Request& request) {
-    wire_.AwaitTurn();
-    const Verdict verdict = source_.AtRequest(request);
-    Json more = {{"answer", DescribeAnswer(verdict.answer)}};
-    if (!verdict.differences.empty()) {
-      more["differences"] = verdict.differences;
-    }
-    log_.WriteRequest(connection_, request, more);
-    wire_.LeaveTurn();
-
-    const Wire::End end = Play(verdict.answer);
-    if (end != Wire::End::DONE) {
-      log_.Write(connection_, "answer-not-taken", {{"why", TextOf(end)}});
-    }
-    const std::string trailing = wire_.TakeArrived();
+    const std::string trailing = client_.TakeArrived();
     if (!trailing.empty()) {
-      Json line = {{"bytes", trailing.size()}};
+      Object line = {{"bytes", trailing.size()}};
       log_.AddHex(line, trailing);
-      log_.Write(connection_, "trailing-bytes", line);
+      log_.Write(client_.Number(), "trailing-bytes", std::move(line));
     }
   }
 
-  /// Sends the answer, as far as the client takes it.
-  Wire::End Play(const Answer& answer) {
-    const Wire::End delayed = wire_.Pause(answer.delay);
-    if (delayed != Wire::End::DONE) {
-      return delayed;
+  SharedReply TakeRequest(const Request& request) {
+    Outcome outcome = script_.AtRequest(request);
+    Object more = {{"reply", DescribeReply(*outcome.reply)}};
+    if (!outcome.differences.empty()) {
+      more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
     }
-    switch (answer.kind) {
-      case Answer::Kind::FRAME:
-        return SendBytes(FrameBytes(answer), answer.bytewise);
-      case Answer::Kind::STREAM:
-        return SendChunks(answer);
-      case Answer::Kind::SILENCE: {
-        const Wire::End end = wire_.AwaitHangUp();
-        return end == Wire::End::HUNG_UP || end == Wire::End::BROKEN ? Wire::End::DONE : end;
-      }
-      case Answer::Kind::NOTHING:
-      case Answer::Kind::CLOSE_BEFORE_READING:
-      case Answer::Kind::CLOSE_AFTER_HEADER:
-        break;
-    }
-    return Wire::End::DONE;
+    log_.WriteRequest(client_.Number(), request, more);
+    return std::move(outcome.reply);
   }
 
-  Wire::End SendChunks(const Answer& answer) {
-    Wire::End end = Wire::End::DONE;
-    for (const Chunk& chunk : answer.chunks) {
-      end = wire_.Pause(chunk.pause);
-      if (end == Wire::End::DONE) {
-        end = SendBytes(chunk.bytes, answer.bytewise);
-      }
-      if (end != Wire::End::DONE) {
+  /// Sends the reply, as far as the client takes it.
+  Task<IoResult> Play(const Reply& reply) {
+    IoResult result = co_await client_.Pause(reply.delay);
+    if (result != IoResult::DONE) {
+      co_return result;
+    }
+    switch (reply.type) {
+      case Reply::Type::FRAME: {
+        const std::string bytes = FrameBytes(reply);
+        result = co_await SendBytes(bytes, reply.bytewise);
         break;
       }
+      case Reply::Type::STREAM:
+        for (const Chunk& chunk : reply.chunks) {
+          result = co_await client_.Pause(chunk.pause);
+          if (result == IoResult::DONE) {
+            result = co_await SendBytes(chunk.bytes, reply.bytewise);
+          }
+          if (result != IoResult::DONE) {
+            break;
+          }
+        }
+        break;
+      case Reply::Type::SILENCE:
+        client_.AllowSilence();
+        result = co_await client_.Discard(std::numeric_limits<std::uint64_t>::max());
+        if (result != IoResult::STOPPED) {
+          result = IoResult::DONE;
+        }
+        break;
+      case Reply::Type::NOTHING:
+      case Reply::Type::CLOSE_BEFORE_READING:
+      case Reply::Type::CLOSE_AFTER_HEADER:
+        break;
     }
-    return end;
+    co_return result;
   }
 
-  Wire::End SendBytes(std::string_view bytes, bool bytewise) {
-    Wire::End end = Wire::End::DONE;
+  Task<IoResult> SendBytes(std::string_view bytes, bool bytewise) {
+    IoResult result = IoResult::DONE;
     const std::size_t step = bytewise ? 1 : std::max<std::size_t>(bytes.size(), 1);
-    for (std::size_t place = 0; place < bytes.size() && end == Wire::End::DONE; place += step) {
-      end = wire_.Send(bytes.substr(place, step));
+    for (std::size_t sent = 0; sent < bytes.size() && result == IoResult::DONE; sent += step) {
+      result = co_await client_.Send(bytes.substr(sent, step));
     }
-    return end;
+    co_return result;
   }
 
-  void CloseEarly(const char* moment, const Answer& answer, const Header& header = {}) {
-    Json line = {{"after", moment}, {"answer", DescribeAnswer(answer)}};
-    if (answer.kind == Answer::Kind::CLOSE_AFTER_HEADER) {
-      line["code"] = header.word;
-      line["length"] = header.length;
+  Task<> CloseEarly(const char* moment, const Reply& reply, const Header& header) {
+    Object line = {{"after", moment}, {"reply", DescribeReply(reply)}};
+    if (reply.type == Reply::Type::CLOSE_AFTER_HEADER) {
+      line.push_back({"code", header.word});
+      line.push_back({"length", header.length});
     }
-    log_.Write(connection_, "closed-early", line);
-    wire_.LeaveTurn();
-    (void)wire_.Pause(answer.delay);
+    log_.Write(client_.Number(), "closed-early", std::move(line));
+    (void)co_await client_.Pause(reply.delay);
   }
 
-  /// Answers at once, then lets the client send what it announced: nothing of it
-  /// is kept, and the client is not hung up on before it has read the answer.
-  void RefusePayload(const Header& header) {
+  /// Replies at once, then lets the client send what it announced: nothing of it is kept,
+  /// and the client is not hung up on before it has read the reply.
+  Task<> RefusePayload(const Header& header) {
     const std::string why = "payload of " + std::to_string(header.length) +
-                            " bytes, the limit is " + std::to_string(limits_.maxPayload);
-    log_.Write(connection_, "refused",
+                            " bytes, the limit is " + std::to_string(maxPayload_);
+    log_.Write(client_.Number(), "refused",
                {{"code", header.word}, {"length", header.length}, {"why", why}});
-    source_.AtFailure(why);
-    wire_.LeaveTurn();
-    if (wire_.Send(EncodeFrame(STATUS_TOO_LONG, why)) == Wire::End::DONE) {
-      wire_.Discard(header.length);
+    script_.AtFailure(why);
+    const std::string frame = EncodeFrame(STATUS_TOO_LONG, why);
+    const IoResult sent = co_await client_.Send(frame);
+    if (sent == IoResult::DONE) {
+      (void)co_await client_.Discard(header.length);
     }
   }
 
-  void ReportIncomplete(const std::string& bytes, Wire::End end) {
-    wire_.AwaitTurn();
-    Json line = {{"bytes", bytes.size()}, {"why", TextOf(end)}};
+  void ReportIncomplete(const std::string& bytes, IoResult result) {
+    Object line = {{"bytes", bytes.size()}, {"why", TextOf(result)}};
     if (bytes.size() >= HEADER_SIZE) {
       const Header header = DecodeHeader(bytes);
-      line["code"] = header.word;
-      line["length"] = header.length;
+      line.push_back({"code", header.word});
+      line.push_back({"length", header.length});
     }
     log_.AddHex(line, bytes);
-    log_.Write(connection_, "incomplete", line);
-    source_.AtFailure(std::to_string(bytes.size()) + " bytes, then " + TextOf(end));
+    log_.Write(client_.Number(), "incomplete", std::move(line));
+    script_.AtFailure(std::to_string(bytes.size()) + " bytes, then " + TextOf(result));
   }
 
+  Connection& client_;
   Log& log_;
-  AnswerSource& source_;
-  const SessionLimits& limits_;
-  Wire& wire_;
-  std::uint64_t connection_;
+  Script& script_;
+  std::uint64_t maxPayload_;
 };
 
 }  // namespace
 
-void Sessions::Serve(Visitor visitor, const StopSignal& stop) {
-  const std::uint64_t connection = visitor.connection;
-  Wire wire(std::move(visitor), stop, limits_.idleTime);
-  Session(log_, source_, limits_, wire, connection).Run();
+Task<> PlayDaemon(std::shared_ptr<Connection> client, Log& log, Script& script,
+                  std::uint64_t maxPayload) {
+  Session session(*client, log, script, maxPayload);
+  co_await session.Run();
 }
 
 }  // namespace standin

@@ -1,49 +1,52 @@
 // Requests through the stand-in daemon's decoder: any payload is decoded, no byte of
-// it is changed, and a script that wants just these fields means this request. The
+// it is changed, and a script that wants just these fields matches this request. The
 // first byte of an input is the code, the rest the payload.
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "contract/contract.h"
 #include "core/frame.h"
 #include "fuzz/containment.h"
+#include "json/json.h"
 #include "protocol/request.h"
-#include "script/answer.h"
 #include "script/entry.h"
+#include "script/reply.h"
 
 namespace fuzz {
 namespace {
 
-/// The frame of an answer that is neither cut nor told to lie.
-void CheckFrame(const standin::Answer& answer) {
-  const std::string frame = standin::FrameBytes(answer);
+/// The frame of a reply that is neither cut nor made to lie.
+void CheckFrame(const standin::Reply& reply) {
+  const std::string frame = standin::FrameBytes(reply);
   Require(frame.size() >= standin::HEADER_SIZE, "a header");
   const standin::Header header = standin::DecodeHeader(frame);
-  Require(header.word == answer.status, "status of the answer");
-  Require(header.length == frame.size() - standin::HEADER_SIZE, "length of the answer");
+  Require(header.word == reply.status, "status of the reply");
+  Require(header.length == frame.size() - standin::HEADER_SIZE, "length of the reply");
 }
 
 void Check(std::uint32_t code, std::string_view payload) {
   const standin::Header header{.word = code, .length = static_cast<std::uint32_t>(payload.size())};
   const standin::Request request = standin::DecodeRequest(header, std::string(payload));
   Require(request.Bytes() == standin::EncodeFrame(code, payload), "bytes of the request");
-  Require((request.command != nullptr) == (code >= 1 && code <= 37), "37 codes have a command");
-  Require(request.command != nullptr || !request.remarks.empty(), "a remark on an unknown code");
+  Require((request.command != nullptr) == (contract::Get().CommandOfCode(code) != nullptr),
+          "the codes of the contract have a command");
+  Require(request.command != nullptr || !request.warnings.empty(), "a warning of an unknown code");
 
   // Texts that are no UTF-8 can be shown.
-  (void)request.fields.dump(-1, ' ', false, standin::Json::error_handler_t::replace);
+  (void)standin::ToJson(request.fields);
 
   standin::Entry entry;
   entry.command = request.command;
   entry.fields = request.fields;
   Require(standin::Differences(entry, request).empty(), "a request is what its fields say");
 
-  const standin::Answer answer = standin::PlausibleAnswer(request);
-  if (answer.kind == standin::Answer::Kind::FRAME) {
-    CheckFrame(answer);
+  const standin::SharedReply reply = standin::DefaultReply(request);
+  if (reply->type == standin::Reply::Type::FRAME) {
+    CheckFrame(*reply);
   }
-  (void)standin::DescribeAnswer(answer);
+  (void)standin::DescribeReply(*reply);
 }
 
 }  // namespace

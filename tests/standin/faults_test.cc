@@ -10,7 +10,7 @@
 namespace tests {
 namespace {
 
-Json Always(const Json& answer) { return {{"rules", {{{"answer", answer}}}}}; }
+Json Always(const Json& reply) { return {{"rules", {{{"reply", reply}}}}}; }
 
 constexpr char INCOMPLETE[] = "Failed to receive the complete UDS message sent. Please try again";
 
@@ -18,12 +18,12 @@ TEST(Faults, CloseBeforeReadingIsTriedWithBothSends) {
   RunningStandin standin(Always({{"close", "before-reading"}}), {});
   const ProcessResult run = standin.Client({"crawler", "-a"});
   EXPECT_THAT(run.exitValue, testing::AnyOf(0, 32, 104)) << "read nothing, EPIPE or ECONNRESET";
-  EXPECT_EQ(standin.NextLine().at("answer").at("kind"), "close-before-reading");
+  EXPECT_EQ(standin.NextLine().at("reply").at("type"), "close-before-reading");
 }
 
 TEST(Faults, CloseAfterHeaderIsDoneForItsCommandOnly) {
   RunningStandin standin(
-      Json{{"rules", {{{"command", "fix-concats"}, {"answer", {{"close", "after-header"}}}}}}}, {});
+      Json{{"rules", {{{"command", "fix-concats"}, {"reply", {{"close", "after-header"}}}}}}}, {});
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(13, "payload")), "");
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("event"), "closed-early");
@@ -79,10 +79,10 @@ TEST(Faults, OneByteAtATimeArrivesWhole) {
   EXPECT_EQ(stream.Client({"stats"}).out, "drops");
 }
 
-TEST(Faults, ADelayedAnswerIsTheSameAnswer) {
+TEST(Faults, ADelayedReplyIsTheSameReply) {
   RunningStandin standin(Always({{"text", "late"}, {"delay", 20}}), {});
   EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "late\n");
-  EXPECT_EQ(standin.NextLine().at("answer").at("delay"), 20);
+  EXPECT_EQ(standin.NextLine().at("reply").at("delay"), 20);
 }
 
 TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
@@ -94,7 +94,7 @@ TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
   {
     const standin::Descriptor connection = standin::ConnectTo(silent.Socket());
     standin::WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
-    EXPECT_EQ(silent.NextLine().at("answer").at("kind"), "silence");
+    EXPECT_EQ(silent.NextLine().at("reply").at("type"), "silence");
   }
   EXPECT_EQ(silent.Finish().exitValue, 0);
 }

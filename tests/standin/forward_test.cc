@@ -23,70 +23,70 @@ using standin::ReadRequest;
 using standin::SendBytes;
 
 /// What the daemon receives and the client prints with a stand-in in between.
-struct Relayed {
+struct Forwarded {
   std::string request;
   ProcessResult client;
   StandinResult standin;
 };
 
-Relayed RunThroughRelay(const std::vector<std::string>& words, std::vector<standin::Step> steps) {
+Forwarded RunThroughProxy(const std::vector<std::string>& words, std::vector<standin::Step> steps) {
   const TempFolder folder;
   ScriptedDaemon daemon(folder / "d", std::move(steps));
   RunningStandin standin({"--forward", folder / "d", "--once"});
-  Relayed relayed;
-  relayed.client = standin.Client(words);
-  // In this order: the daemon must not go before the relay has connected.
-  relayed.standin = standin.Finish();
-  relayed.request = daemon.Received();
-  return relayed;
+  Forwarded forwarded;
+  forwarded.client = standin.Client(words);
+  // In this order: the daemon must not go before the proxy has connected.
+  forwarded.standin = standin.Finish();
+  forwarded.request = daemon.Received();
+  return forwarded;
 }
 
 TEST(Forward, All37CommandsAreTheSameByteForByteAsWithoutIt) {
   for (const CommandCase& command : AllCommandCases()) {
     const std::vector<standin::Step> steps = {
-        ReadRequest{}, SendBytes{command.code == 1 ? "line\n" : EncodeFrame(0, "an answer")},
+        ReadRequest{}, SendBytes{command.code == 1 ? "line\n" : EncodeFrame(0, "a reply")},
         standin::HalfClose{}, AwaitHangUp{}};
     const ClientResult direct = RunClientAgainst({.words = command.words, .steps = steps});
-    const Relayed relayed = RunThroughRelay(command.words, steps);
-    EXPECT_TRUE(SameBytes(direct.request, relayed.request)) << command.words[0];
-    EXPECT_EQ(direct.out, relayed.client.out) << command.words[0];
-    EXPECT_EQ(direct.err, relayed.client.err) << command.words[0];
-    EXPECT_EQ(direct.exitValue, relayed.client.exitValue) << command.words[0];
-    const std::vector<Json> requests = relayed.standin.Events("request");
+    const Forwarded forwarded = RunThroughProxy(command.words, steps);
+    EXPECT_TRUE(SameBytes(direct.request, forwarded.request)) << command.words[0];
+    EXPECT_EQ(direct.out, forwarded.client.out) << command.words[0];
+    EXPECT_EQ(direct.err, forwarded.client.err) << command.words[0];
+    EXPECT_EQ(direct.exitValue, forwarded.client.exitValue) << command.words[0];
+    const std::vector<Json> requests = forwarded.standin.Events("request");
     ASSERT_EQ(requests.size(), 1U) << command.words[0];
     EXPECT_EQ(requests[0].at("fields").dump(), command.fields);
   }
 }
 
 TEST(Forward, BothSidesAreLoggedDecoded) {
-  const Relayed relayed = RunThroughRelay(
+  const Forwarded forwarded = RunThroughProxy(
       {"log-level", "3"}, {ReadRequest{}, SendBytes{EncodeFrame(0x2bad0005, "no disk")}});
-  EXPECT_EQ(relayed.client.exitValue, 5);
-  const Json request = relayed.standin.Events("request").at(0);
+  EXPECT_EQ(forwarded.client.exitValue, 5);
+  const Json request = forwarded.standin.Events("request").at(0);
   EXPECT_EQ(request.at("from"), "client");
   EXPECT_EQ(request.at("fields").at("level"), "3");
-  const Json reply = relayed.standin.Events("reply").at(0);
+  const Json reply = forwarded.standin.Events("reply").at(0);
   EXPECT_EQ(reply.at("from"), "daemon");
   EXPECT_EQ(reply.at("statusHex"), "0x2bad0005");
   EXPECT_EQ(reply.at("text"), "no disk");
-  const Json end = relayed.standin.Events("end").at(0);
+  const Json end = forwarded.standin.Events("end").at(0);
   EXPECT_EQ(end.at("clientBytes"), 9);
   EXPECT_EQ(end.at("daemonBytes"), 15);
 }
 
-TEST(Forward, AStreamIsRelayedAsItComesAndLoggedOnce) {
+TEST(Forward, AStreamIsForwardedAsItComesAndLoggedOnce) {
   const std::string big(300000, 'x');
-  const Relayed relayed = RunThroughRelay(
+  const Forwarded forwarded = RunThroughProxy(
       {"stats"}, {ReadRequest{}, SendBytes{"one\n"}, SendBytes{big}, SendBytes{"\nend\n"}});
-  EXPECT_EQ(relayed.client.out, "one\n" + big + "\nend\n");
-  const Json reply = relayed.standin.Events("reply").at(0);
-  EXPECT_EQ(reply.at("kind"), "stream");
+  EXPECT_EQ(forwarded.client.out, "one\n" + big + "\nend\n");
+  const Json reply = forwarded.standin.Events("reply").at(0);
+  EXPECT_EQ(reply.at("type"), "stream");
   EXPECT_EQ(reply.at("bytes"), 300009);
   EXPECT_EQ(reply.at("text").get<std::string>().size(), 4096U);
-  EXPECT_EQ(reply.at("textCut"), true);
+  EXPECT_EQ(reply.at("cut").at("text"), 300009);
 }
 
-TEST(Forward, WhatCannotBeDecodedIsRelayedUnchanged) {
+TEST(Forward, WhatCannotBeDecodedIsForwardedUnchanged) {
   const TempFolder folder;
   const std::string garbage = FromHex("ffffffff 00000064") + "not a frame";
   ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, SendBytes{"no frame either"}});
@@ -103,16 +103,16 @@ TEST(Forward, WhatCannotBeDecodedIsRelayedUnchanged) {
 
 TEST(Forward, AHalfCloseOfTheClientReachesTheDaemonAndTheReplyComesBack) {
   const TempFolder folder;
-  // The daemon answers only once it has seen the end of the client's bytes.
+  // The daemon replies only once it has seen the end of the client's bytes.
   ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, SendBytes{EncodeFrame(0, "after")}});
   const RunningStandin standin({"--forward", folder / "d"});
   EXPECT_TRUE(SameBytes(EncodeFrame(0, "after"), standin.Exchange(EncodeFrame(35, ""))));
 }
 
 TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {
-  const Relayed relayed = RunThroughRelay({"info-owner-rebalance"}, {ReadRequest{}});
-  EXPECT_EQ(relayed.client.out, "\n");
-  EXPECT_EQ(relayed.client.exitValue, 0);
+  const Forwarded forwarded = RunThroughProxy({"info-owner-rebalance"}, {ReadRequest{}});
+  EXPECT_EQ(forwarded.client.out, "\n");
+  EXPECT_EQ(forwarded.client.exitValue, 0);
 }
 
 TEST(Forward, TheDaemonIsConnectedToInTheOrderOfTheClients) {
@@ -130,7 +130,7 @@ TEST(Forward, TheDaemonIsConnectedToInTheOrderOfTheClients) {
   }
 }
 
-TEST(Forward, APayloadOverTheLimitIsRelayedButNotDecoded) {
+TEST(Forward, APayloadOverTheLimitIsForwardedButNotDecoded) {
   const TempFolder folder;
   const std::string request = EncodeFrame(4, std::string(5000, 'j'));
   ScriptedDaemon daemon(folder / "d", {ReadRequest{}, SendBytes{EncodeFrame(0, "")}});

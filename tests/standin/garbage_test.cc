@@ -66,9 +66,9 @@ TEST(Garbage, RandomPayloadsOfEveryCommandAreDecodedOrRemarked) {
 }
 
 TEST(Garbage, AClientThatHangsUpInTheMiddleOfALongReplyIsSurvived) {
-  const Json script = {{"rules",
-                        {{{"command", "stats"},
-                          {"answer", {{"stream", {{{"text", std::string(1 << 20, 'x')}}}}}}}}}};
+  const Json script = {
+      {"rules",
+       {{{"command", "stats"}, {"reply", {{"stream", {{{"text", std::string(1 << 20, 'x')}}}}}}}}}};
   RunningStandin standin(script, {});
   {
     const standin::Descriptor client = standin::ConnectTo(standin.Socket());
@@ -77,7 +77,7 @@ TEST(Garbage, AClientThatHangsUpInTheMiddleOfALongReplyIsSurvived) {
   }
   EXPECT_EQ(standin.NextLine().at("event"), "request");
   const Json line = standin.NextLine();
-  EXPECT_EQ(line.at("event"), "answer-not-taken");
+  EXPECT_EQ(line.at("event"), "reply-not-taken");
   EXPECT_EQ(line.at("why"), "hung up");
 }
 

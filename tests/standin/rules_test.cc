@@ -9,14 +9,14 @@
 namespace tests {
 namespace {
 
-TEST(Rules, TheFirstRuleThatMeansTheRequestAnswersIt) {
+TEST(Rules, TheFirstRuleThatMatchesReplies) {
   const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
   const RunningStandin standin(
       Json{{"rules",
             {{{"command", "info-rebalance"},
               {"fields", {{"uuid", uuid}}},
-              {"answer", {{"text", "the one"}}}},
-             {{"command", "info-rebalance"}, {"answer", {{"status", 5}, {"text", "any other"}}}},
+              {"reply", {{"text", "the one"}}}},
+             {{"command", "info-rebalance"}, {"reply", {{"status", 5}, {"text", "any other"}}}},
              {{"command", "stats"}}}}},
       {});
   EXPECT_EQ(standin.Client({"info-rebalance", "-u", uuid}).out, "the one\n");
@@ -27,18 +27,18 @@ TEST(Rules, TheFirstRuleThatMeansTheRequestAnswersIt) {
             "TREL statistics\nobjects owned: 1024\ncomponents absent: 0\n");
 }
 
-TEST(Rules, RequestsThatNoRuleMeansGetThePlausibleAnswer) {
+TEST(Rules, RequestsThatNoRuleMatchesGetTheDefaultReply) {
   const RunningStandin standin(
-      Json{{"rules", {{{"command", "stats"}, {"answer", {{"silent", true}}}}}}}, {});
+      Json{{"rules", {{{"command", "stats"}, {"reply", {{"silent", true}}}}}}}, {});
   EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out,
             "{\"running\":false,\"bytesMoved\":0,\"bytesToMove\":0}\n");
 }
 
-TEST(Rules, ARuleAnswersNoMoreOftenThanItsTimes) {
+TEST(Rules, ARuleRepliesNoMoreOftenThanItsTimes) {
   const RunningStandin standin(
       Json{{"rules",
-            {{{"command", "info-owner-rebalance"}, {"times", 2}, {"answer", {{"text", "early"}}}},
-             {{"answer", {{"text", "late"}}}}}}},
+            {{{"command", "info-owner-rebalance"}, {"times", 2}, {"reply", {{"text", "early"}}}},
+             {{"reply", {{"text", "late"}}}}}}},
       {});
   EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "early\n");
   EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "early\n");
@@ -50,13 +50,13 @@ TEST(Rules, EveryKindOfFieldCanBeAskedFor) {
   const RunningStandin standin(Json{{"rules",
                                      {{{"command", "start-proactive-rebalance"},
                                        {"fields", {{"varianceThreshold", 0.5}, {"timeSpan", 60}}},
-                                       {"answer", {{"status", 1}}}},
+                                       {"reply", {{"status", 1}}}},
                                       {{"command", "enable-workitem"},
                                        {"fields", {{"workItemName", "MOVE"}}},
-                                       {"answer", {{"status", 2}}}},
+                                       {"reply", {{"status", 2}}}},
                                       {{"command", "component-manual-move"},
                                        {"fields", {{"exclusionList", {uuid}}}},
-                                       {"answer", {{"status", 3}}}}}}},
+                                       {"reply", {{"status", 3}}}}}}},
                                {});
   EXPECT_EQ(standin.Client({"start-proactive-rebalance", "60", "0.5"}).exitValue, 1);
   EXPECT_EQ(standin.Client({"start-proactive-rebalance", "60", "0.25"}).exitValue, 0);
@@ -70,9 +70,9 @@ TEST(Rules, PayloadsAreTextFileOrHex) {
   const TempFolder folder;
   std::ofstream(folder / "reply.txt") << "from a file";
   std::ofstream(folder / "script.json")
-      << R"({"rules": [{"command": "fitness-stats-get", "answer": {"file": "reply.txt"}},
-                       {"command": "fitness-config-get", "answer": {"hex": "41 42 0a"}},
-                       {"command": "stats", "answer": {"stream": [
+      << R"({"rules": [{"command": "fitness-stats-get", "reply": {"file": "reply.txt"}},
+                       {"command": "fitness-config-get", "reply": {"hex": "41 42 0a"}},
+                       {"command": "stats", "reply": {"stream": [
                            {"text": "a"}, {"pause": 5, "hex": "62"}, {"file": "reply.txt"}]}}]})";
   const RunningStandin standin({"--script", folder / "script.json"});
   EXPECT_EQ(standin.Client({"fitness-stats-get"}).out, "from a file\n");
@@ -82,7 +82,7 @@ TEST(Rules, PayloadsAreTextFileOrHex) {
 
 TEST(Rules, AStatusMayBeWrittenInHexadecimalDigits) {
   const RunningStandin standin(
-      Json{{"rules", {{{"answer", {{"status", "0x2bad0005"}, {"text", "disk"}}}}}}}, {});
+      Json{{"rules", {{{"reply", {{"status", "0x2bad0005"}, {"text", "disk"}}}}}}}, {});
   const ProcessResult run = standin.Client({"fix-concats"});
   EXPECT_EQ(run.err, "Error received: Input/output error: disk\n");
   EXPECT_EQ(run.exitValue, 5);

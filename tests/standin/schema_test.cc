@@ -13,7 +13,7 @@ namespace {
 
 struct ScriptCase {
   std::string text;
-  std::string refusal;  ///< behind the file's name; empty: accepted
+  std::string refusal;  ///< after the file's name; empty: accepted
 };
 
 const std::vector<ScriptCase>& Scripts() {
@@ -21,20 +21,20 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": []})", ""},
       {R"({"sequence": []})", ""},
       {R"({"$schema": "trel-standin-script.schema.json", "rules": [{}]})", ""},
-      {R"({"rules": [{"answer": {}}]})", ""},
-      {R"({"rules": [{"answer": {"status": "0x2bad0005", "hex": "00 ff"}}]})", ""},
+      {R"({"rules": [{"reply": {}}]})", ""},
+      {R"({"rules": [{"reply": {"status": "0x2bad0005", "hex": "00 ff"}}]})", ""},
       {R"({"rules": [{"command": "crawler", "fields": {"uuid": "x"}, "times": 1}]})", ""},
       {R"({"rules": [{"command": "block-cdb-cb", "fields": {"eventName": "add"}}]})", ""},
       {R"({"rules": [{"command": "start-proactive-rebalance",
                       "fields": {"varianceThreshold": "nan"}}]})",
        ""},
       {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": ["a"]}}]})", ""},
-      {R"({"sequence": [{"answer": {"close": "before-reading", "delay": 5}}]})", ""},
-      {R"({"sequence": [{"command": "stats", "answer": {"close": "after-header"}}]})", ""},
-      {R"({"rules": [{"answer": {"stream": [{"pause": 1}, {"text": "a"}], "bytewise": true}}]})",
+      {R"({"sequence": [{"reply": {"close": "before-reading", "delay": 5}}]})", ""},
+      {R"({"sequence": [{"command": "stats", "reply": {"close": "after-header"}}]})", ""},
+      {R"({"rules": [{"reply": {"stream": [{"pause": 1}, {"text": "a"}], "bytewise": true}}]})",
        ""},
-      {R"({"rules": [{"answer": {"silent": true}}]})", ""},
-      {R"({"rules": [{"answer": {"cutHeader": 7, "cutPayload": 0, "length": 4294967295}}]})", ""},
+      {R"({"rules": [{"reply": {"silent": true}}]})", ""},
+      {R"({"rules": [{"reply": {"cutHeader": 7, "cutPayload": 0, "length": 4294967295}}]})", ""},
 
       {R"([])", ": must be an object"},
       {R"({})", ": must have either rules or a sequence"},
@@ -42,9 +42,9 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": {}})", "/rules: must be an array"},
       {R"({"rule": []})", ": unknown member \"rule\", known are: $schema, rules, sequence"},
       {R"({"rules": [{"comand": "stats"}]})",
-       "/rules/0: unknown member \"comand\", known are: command, fields, answer, times"},
+       "/rules/0: unknown member \"comand\", known are: command, fields, reply, times"},
       {R"({"sequence": [{"times": 1}]})",
-       "/sequence/0: unknown member \"times\", known are: command, fields, answer"},
+       "/sequence/0: unknown member \"times\", known are: command, fields, reply"},
       {R"({"rules": [{"command": "stat"}]})", "/rules/0/command: no command is called \"stat\""},
       {R"({"rules": [{"command": 1}]})", "/rules/0/command: must be a text"},
       {R"({"rules": [{"fields": {}}]})", "/rules/0/fields: needs a command beside it"},
@@ -64,37 +64,37 @@ const std::vector<ScriptCase>& Scripts() {
        "/rules/0/fields/varianceThreshold: must be a number, or nan, inf or -inf as a text"},
       {R"({"rules": [{"times": 0}]})",
        "/rules/0/times: must be a whole number from 1 to 4294967295"},
-      {R"({"rules": [{"answer": {"status": 4294967296}}]})",
-       "/rules/0/answer/status: must be a whole number from 0 to 4294967295"},
-      {R"({"rules": [{"answer": {"status": "5"}}]})",
-       "/rules/0/answer/status: must be 0x and one to eight hexadecimal digits"},
-      {R"({"rules": [{"answer": {"status": "0x123456789"}}]})",
-       "/rules/0/answer/status: must be 0x and one to eight hexadecimal digits"},
-      {R"({"rules": [{"answer": {"text": "a", "hex": "00"}}]})",
-       "/rules/0/answer: only one of text, file and hex"},
-      {R"({"rules": [{"answer": {"hex": "0"}}]})",
-       "/rules/0/answer/hex: an odd number of hexadecimal digits"},
-      {R"({"rules": [{"answer": {"hex": "0g"}}]})",
-       "/rules/0/answer/hex: not a hexadecimal digit: g"},
-      {R"({"rules": [{"answer": {"cutHeader": 8}}]})",
-       "/rules/0/answer/cutHeader: must be a whole number from 0 to 7"},
-      {R"({"rules": [{"answer": {"bytewise": 1}}]})",
-       "/rules/0/answer/bytewise: must be true or false"},
-      {R"({"rules": [{"answer": {"delay": 86400001}}]})",
-       "/rules/0/answer/delay: must be a whole number from 0 to 86400000"},
-      {R"({"rules": [{"answer": {"close": "now"}}]})",
-       "/rules/0/answer/close: must be before-reading, after-header or after-request"},
-      {R"({"rules": [{"answer": {"close": "after-request", "status": 1}}]})",
-       "/rules/0/answer: unknown member \"status\", known are: delay, close"},
-      {R"({"rules": [{"answer": {"silent": false}}]})", "/rules/0/answer/silent: must be true"},
-      {R"({"rules": [{"answer": {"stream": [{"status": 1}]}}]})",
-       "/rules/0/answer/stream/0: unknown member \"status\", known are: pause, text, file, hex"},
-      {R"({"rules": [{"answer": {"stream": [], "status": 1}}]})",
-       "/rules/0/answer: unknown member \"status\", known are: delay, stream, bytewise"},
-      {R"({"rules": [{"command": "stats", "answer": {"close": "before-reading"}}]})",
+      {R"({"rules": [{"reply": {"status": 4294967296}}]})",
+       "/rules/0/reply/status: must be a whole number from 0 to 4294967295"},
+      {R"({"rules": [{"reply": {"status": "5"}}]})",
+       "/rules/0/reply/status: must be 0x and one to eight hexadecimal digits"},
+      {R"({"rules": [{"reply": {"status": "0x123456789"}}]})",
+       "/rules/0/reply/status: must be 0x and one to eight hexadecimal digits"},
+      {R"({"rules": [{"reply": {"text": "a", "hex": "00"}}]})",
+       "/rules/0/reply: only one of text, file and hex"},
+      {R"({"rules": [{"reply": {"hex": "0"}}]})",
+       "/rules/0/reply/hex: an odd number of hexadecimal digits"},
+      {R"({"rules": [{"reply": {"hex": "0g"}}]})",
+       "/rules/0/reply/hex: not a hexadecimal digit: g"},
+      {R"({"rules": [{"reply": {"cutHeader": 8}}]})",
+       "/rules/0/reply/cutHeader: must be a whole number from 0 to 7"},
+      {R"({"rules": [{"reply": {"bytewise": 1}}]})",
+       "/rules/0/reply/bytewise: must be true or false"},
+      {R"({"rules": [{"reply": {"delay": 86400001}}]})",
+       "/rules/0/reply/delay: must be a whole number from 0 to 86400000"},
+      {R"({"rules": [{"reply": {"close": "now"}}]})",
+       "/rules/0/reply/close: must be before-reading, after-header or after-request"},
+      {R"({"rules": [{"reply": {"close": "after-request", "status": 1}}]})",
+       "/rules/0/reply: unknown member \"status\", known are: delay, close"},
+      {R"({"rules": [{"reply": {"silent": false}}]})", "/rules/0/reply/silent: must be true"},
+      {R"({"rules": [{"reply": {"stream": [{"status": 1}]}}]})",
+       "/rules/0/reply/stream/0: unknown member \"status\", known are: pause, text, file, hex"},
+      {R"({"rules": [{"reply": {"stream": [], "status": 1}}]})",
+       "/rules/0/reply: unknown member \"status\", known are: delay, stream, bytewise"},
+      {R"({"rules": [{"command": "stats", "reply": {"close": "before-reading"}}]})",
        "/rules/0: close before-reading comes before the command is known"},
       {R"({"rules": [{"command": "crawler", "fields": {},
-                      "answer": {"close": "after-header"}}]})",
+                      "reply": {"close": "after-header"}}]})",
        "/rules/0: close after-header comes before the fields are known"},
   };
   return CASES;
@@ -163,11 +163,11 @@ TEST(Schema, AScriptOrPayloadFileThatCannotBeReadIsRefused) {
   EXPECT_EQ(none.exitValue, 2);
   EXPECT_EQ(none.err, "trel-standin: " + (folder / "none") + ": cannot be opened\n");
 
-  std::ofstream(folder / "script") << R"({"rules": [{"answer": {"file": "none"}}]})";
+  std::ofstream(folder / "script") << R"({"rules": [{"reply": {"file": "none"}}]})";
   const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
   EXPECT_EQ(payload.exitValue, 2);
   EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
-                             "/rules/0/answer/file: cannot read the file " + (folder / "none") +
+                             "/rules/0/reply/file: cannot read the file " + (folder / "none") +
                              "\n");
 }
 
@@ -177,11 +177,11 @@ TEST(Schema, AFolderInTheScriptsOrAPayloadsPlaceIsRefused) {
   EXPECT_EQ(script.exitValue, 2);
   EXPECT_EQ(script.err, "trel-standin: " + (folder / ".") + ": cannot be read\n");
 
-  std::ofstream(folder / "script") << R"({"rules": [{"answer": {"file": "."}}]})";
+  std::ofstream(folder / "script") << R"({"rules": [{"reply": {"file": "."}}]})";
   const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
   EXPECT_EQ(payload.exitValue, 2);
   EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
-                             "/rules/0/answer/file: cannot read the file " + (folder / ".") + "\n");
+                             "/rules/0/reply/file: cannot read the file " + (folder / ".") + "\n");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Scripts that are a strict sequence, and how the stand-in tells whether they were
+// Scripts that are a strict sequence, and how the stand-in reports whether they were
 // followed.
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ const char* const UUID = "00112233-4455-6677-8899-aabbccddeeff";
 Json TwoRequests() {
   return {{"sequence",
            {{{"command", "crawler"}, {"fields", {{"uuid", UUID}}}},
-            {{"command", "info-owner-rebalance"}, {"answer", {{"text", "quiet"}}}}}}};
+            {{"command", "info-owner-rebalance"}, {"reply", {{"text", "quiet"}}}}}}};
 }
 
 TEST(Sequence, FollowedToItsEndExitsWith0) {
@@ -34,7 +34,7 @@ TEST(Sequence, ADifferentFieldIsShownWithItsBytesAndExitsWith3) {
   const ProcessResult run = standin.Client({"crawler", "-u", "00112233-4455-6677"});
   EXPECT_EQ(run.err, "Error received: Failure: not the request that the script expects\n");
   EXPECT_EQ(run.exitValue, 1);
-  const StandinResult result = standin.Finish();
+  const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
   EXPECT_EQ(result.err,
             "trel-standin: request 1 is not the one that the script expects:\n"
@@ -52,7 +52,7 @@ TEST(Sequence, ADifferentFieldIsShownWithItsBytesAndExitsWith3) {
 TEST(Sequence, AnotherCommandIsADifference) {
   RunningStandin standin(TwoRequests(), {});
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
-  const StandinResult result = standin.Finish();
+  const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
   EXPECT_EQ(result.err,
             "trel-standin: request 1 is not the one that the script expects:\n"
@@ -73,7 +73,7 @@ TEST(Sequence, ARequestTooManyExitsWith3) {
   RunningStandin standin(Json{{"sequence", {{{"command", "stats"}}}}}, {});
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
-  const StandinResult result = standin.Finish();
+  const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
   EXPECT_EQ(result.err,
             "trel-standin: request 2 is not the one that the script expects:\n"
@@ -85,12 +85,12 @@ TEST(Sequence, ARequestTooManyExitsWith3) {
 TEST(Sequence, ARequestThatIsCutShortExitsWith3) {
   RunningStandin standin(TwoRequests(), {});
   EXPECT_EQ(standin.Exchange(std::string("\0\0\0", 3)), "");
-  const StandinResult result = standin.Finish();
+  const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
   EXPECT_EQ(result.err, "trel-standin: request 1 did not arrive whole: 3 bytes, then hung up\n");
 }
 
-TEST(Sequence, ACommandBehindDashesIsRunAndServedUntilItEnds) {
+TEST(Sequence, ACommandAfterDashesIsRunAndServedUntilItEnds) {
   const TempFolder folder;
   std::ofstream(folder / "script.json") << TwoRequests();
   const std::string tool = "'" + ClientPath() + "' -s '" + (folder / "s") + "'";

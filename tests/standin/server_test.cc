@@ -231,7 +231,7 @@ TEST(Server, ALogThatCannotBeWrittenEndsItWith1) {
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
   const StandinResult result = standin.Finish();
   EXPECT_EQ(result.exitValue, 1);
-  EXPECT_EQ(result.err, "trel-standin: the log cannot be written\n");
+  EXPECT_EQ(result.err, "trel-standin: the log cannot be written: No space left on device\n");
 }
 
 TEST(Server, Serves200ClientsAtOnce) {

@@ -30,7 +30,7 @@ using Json = nlohmann::ordered_json;
 struct StandinResult {
   int exitValue = -1;
   std::string err;
-  std::vector<Json> log;  ///< the lines behind the first, in their order
+  std::vector<Json> log;  ///< the lines after the first, in their order
 
   /// The lines of one event.
   [[nodiscard]] std::vector<Json> Events(const std::string& event) const;

@@ -1,6 +1,6 @@
-// One function for each form of an answer: frame, stream, close, silence.
+// One function for each type of reply: frame, stream, close, silence.
 
-#include "script/answer_reader.h"
+#include "script/reply_reader.h"
 
 #include <algorithm>
 #include <array>
@@ -62,7 +62,7 @@ std::chrono::milliseconds ReadTime(const JsonReader& json) {
 
 /// A number, or 0x and up to eight hexadecimal digits.
 std::uint32_t ReadStatus(const JsonReader& json) {
-  if (!json.Value().is_string()) {
+  if (json.Get().As<std::string>() == nullptr) {
     return static_cast<std::uint32_t>(json.Natural(0, MOST_WORD));
   }
   const std::string& text = json.Text();
@@ -75,76 +75,71 @@ std::uint32_t ReadStatus(const JsonReader& json) {
   return status;
 }
 
-void ReadBytewise(const JsonReader& json, Answer& answer) {
+void ReadBytewise(const JsonReader& json, Reply& reply) {
   if (json.Has("bytewise")) {
-    const JsonReader member = json.Member("bytewise");
-    if (!member.Value().is_boolean()) {
-      member.Refuse("must be true or false");
-    }
-    answer.bytewise = member.Value().get<bool>();
+    reply.bytewise = json.Member("bytewise").Truth();
   }
 }
 
-Answer ReadFrame(const JsonReader& json) {
+Reply ReadFrame(const JsonReader& json) {
   json.OnlyMembers(
       {"delay", "status", "text", "file", "hex", "length", "cutHeader", "cutPayload", "bytewise"});
-  Answer answer = FrameAnswer(0, ReadBytes(json));
+  Reply reply{.type = Reply::Type::FRAME, .payload = ReadBytes(json)};
   if (json.Has("status")) {
-    answer.status = ReadStatus(json.Member("status"));
+    reply.status = ReadStatus(json.Member("status"));
   }
   if (json.Has("length")) {
-    answer.announcedLength =
-        static_cast<std::uint32_t>(json.Member("length").Natural(0, MOST_WORD));
+    reply.announcedLength = static_cast<std::uint32_t>(json.Member("length").Natural(0, MOST_WORD));
   }
   if (json.Has("cutHeader")) {
-    answer.cutHeader = json.Member("cutHeader").Natural(0, HEADER_SIZE - 1);
+    reply.cutHeader = json.Member("cutHeader").Natural(0, HEADER_SIZE - 1);
   }
   if (json.Has("cutPayload")) {
-    answer.cutPayload = json.Member("cutPayload").Natural(0, MOST_WORD);
+    reply.cutPayload = json.Member("cutPayload").Natural(0, MOST_WORD);
   }
-  ReadBytewise(json, answer);
-  return answer;
+  ReadBytewise(json, reply);
+  return reply;
 }
 
-Answer ReadStream(const JsonReader& json) {
+Reply ReadStream(const JsonReader& json) {
   json.OnlyMembers({"delay", "stream", "bytewise"});
-  Answer answer{.kind = Answer::Kind::STREAM};
+  Reply reply{.type = Reply::Type::STREAM};
   json.Member("stream").ForEachItem([&](const JsonReader& chunk) {
     chunk.OnlyMembers({"pause", "text", "file", "hex"});
-    answer.chunks.push_back({.bytes = ReadBytes(chunk)});
+    reply.chunks.push_back({.bytes = ReadBytes(chunk)});
     if (chunk.Has("pause")) {
-      answer.chunks.back().pause = ReadTime(chunk.Member("pause"));
+      reply.chunks.back().pause = ReadTime(chunk.Member("pause"));
     }
   });
-  ReadBytewise(json, answer);
-  return answer;
+  ReadBytewise(json, reply);
+  return reply;
 }
 
-Answer ReadClose(const JsonReader& json) {
+Reply ReadClose(const JsonReader& json) {
   json.OnlyMembers({"delay", "close"});
   const JsonReader when = json.Member("close");
   const std::string& word = when.Text();
   if (word == "before-reading") {
-    return {.kind = Answer::Kind::CLOSE_BEFORE_READING};
+    return {.type = Reply::Type::CLOSE_BEFORE_READING};
   }
   if (word == "after-header") {
-    return {.kind = Answer::Kind::CLOSE_AFTER_HEADER};
+    return {.type = Reply::Type::CLOSE_AFTER_HEADER};
   }
   if (word == "after-request") {
-    return {.kind = Answer::Kind::NOTHING};
+    return {.type = Reply::Type::NOTHING};
   }
   when.Refuse("must be before-reading, after-header or after-request");
 }
 
-Answer ReadSilence(const JsonReader& json) {
+Reply ReadSilence(const JsonReader& json) {
   json.OnlyMembers({"silent"});
-  if (json.Member("silent").Value() != true) {
+  if (!json.Member("silent").Truth()) {
     json.Member("silent").Refuse("must be true");
   }
-  return {.kind = Answer::Kind::SILENCE};
+  return {.type = Reply::Type::SILENCE};
 }
 
-Answer ReadForm(const JsonReader& json) {
+Reply ReadType(const JsonReader& json) {
   if (json.Has("close")) {
     return ReadClose(json);
   }
@@ -156,12 +151,12 @@ Answer ReadForm(const JsonReader& json) {
 
 }  // namespace
 
-Answer ReadAnswer(const JsonReader& json) {
-  Answer answer = ReadForm(json);
+Reply ReadReply(const JsonReader& json) {
+  Reply reply = ReadType(json);
   if (json.Has("delay")) {
-    answer.delay = ReadTime(json.Member("delay"));
+    reply.delay = ReadTime(json.Member("delay"));
   }
-  return answer;
+  return reply;
 }
 
 }  // namespace standin

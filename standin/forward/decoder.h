@@ -1,8 +1,8 @@
-// Makes sense of the bytes that a relay sees go by. Only looks: it never touches
-// what is relayed, and keeps no more of it than a limit.
+// Decodes the bytes that a proxy passes on. It changes none of them, and keeps no more of
+// them than a limit.
 
-#ifndef STANDIN_FORWARD_TRAFFIC_H
-#define STANDIN_FORWARD_TRAFFIC_H
+#ifndef STANDIN_FORWARD_DECODER_H
+#define STANDIN_FORWARD_DECODER_H
 
 #include <cstdint>
 #include <optional>
@@ -13,23 +13,28 @@
 
 namespace standin {
 
-class Traffic {
+class ConversationDecoder {
  public:
-  Traffic(Log& log, std::uint64_t connection, std::uint64_t maxPayload)
+  ConversationDecoder(Log& log, std::uint64_t connection, std::uint64_t maxPayload)
       : log_(log), connection_(connection), maxPayload_(maxPayload) {}
 
   void FromClient(std::string_view bytes);
   void FromDaemon(std::string_view bytes);
-  /// Logs what is left over once both sides have ended.
+  /// Logs what has not been logged once both sides have ended.
   void End();
+
+  /// Whether the client waits for a reply that has not come whole.
+  [[nodiscard]] bool AwaitsReply() const {
+    return client_.decoded && !daemon_.decoded && mode_ && mode_ != contract::ReplyMode::NONE;
+  }
 
  private:
   /// One side of the conversation.
   struct Side {
     std::string bytes;        ///< kept for decoding
-    std::uint64_t total = 0;  ///< relayed
+    std::uint64_t total = 0;  ///< passed on
     bool decoded = false;     ///< the frame was complete and is logged
-    bool given_up = false;
+    bool givenUp = false;
   };
 
   /// Keeps `bytes` while the frame they belong to is incomplete and within the
@@ -37,17 +42,16 @@ class Traffic {
   std::optional<Header> Collect(Side& side, std::string_view bytes) const;
   void LogReplyFrame(const Header& header);
   void LogStream();
-  void LogLeftOver(const Side& side, const char* from);
-  static void AddText(Json& line, std::string_view text);
+  void LogNotDecoded(const Side& side, const char* from);
 
   Log& log_;
   std::uint64_t connection_;
   std::uint64_t maxPayload_;
   Side client_;
   Side daemon_;
-  std::optional<ReplyForm> form_;  ///< once the request is known
+  std::optional<contract::ReplyMode> mode_;  ///< once the request is known
 };
 
 }  // namespace standin
 
-#endif  // STANDIN_FORWARD_TRAFFIC_H
+#endif  // STANDIN_FORWARD_DECODER_H

@@ -10,7 +10,7 @@
 namespace tests {
 namespace {
 
-TEST(Answers, DecodesAll37RequestsFieldByField) {
+TEST(DefaultReplies, DecodesAll37RequestsFieldByField) {
   RunningStandin standin;
   for (const CommandCase& command : AllCommandCases()) {
     EXPECT_EQ(standin.Client(command.words).exitValue, 0) << command.words[0];
@@ -22,11 +22,11 @@ TEST(Answers, DecodesAll37RequestsFieldByField) {
     EXPECT_EQ(line.at("code"), command.code);
     EXPECT_EQ(line.at("command"), command.words[0]);
     EXPECT_EQ(line.at("fields").dump(), command.fields) << command.words[0];
-    EXPECT_FALSE(line.contains("remarks")) << line.dump();
+    EXPECT_FALSE(line.contains("warnings")) << line.dump();
   }
 }
 
-TEST(Answers, PrintsTextForExactlyTheCommandsThatPrint) {
+TEST(DefaultReplies, PrintsTextForExactlyTheCommandsThatPrint) {
   const RunningStandin standin;
   std::vector<unsigned> printing;
   for (const CommandCase& command : AllCommandCases()) {
@@ -40,14 +40,14 @@ TEST(Answers, PrintsTextForExactlyTheCommandsThatPrint) {
   EXPECT_THAT(printing, testing::ElementsAre(1, 3, 6, 9, 12, 14, 15, 16, 17, 23, 26, 35));
 }
 
-TEST(Answers, StreamsTheCrawlerStatesOfAllObjects) {
+TEST(DefaultReplies, StreamsTheCrawlerStatesOfAllObjects) {
   const RunningStandin standin;
   EXPECT_EQ(standin.Client({"get-obj-crawler-state", "-a"}).out,
             "6ba7b810-9dad-11d1-80b4-00c04fd430c8 idle\n"
             "6ba7b811-9dad-11d1-80b4-00c04fd430c8 queued\n");
 }
 
-TEST(Answers, SendsNothingForTheCommandsWithoutReply) {
+TEST(DefaultReplies, SendsNothingForTheCommandsWithoutReply) {
   const RunningStandin standin;
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(30, "")), "");
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(32, "")), "");
@@ -55,25 +55,25 @@ TEST(Answers, SendsNothingForTheCommandsWithoutReply) {
       SameBytes(FromHex("00000000 00000000"), standin.Exchange(standin::EncodeFrame(29, ""))));
 }
 
-TEST(Answers, UnknownCodeIsAFailureAndIsRemarked) {
+TEST(DefaultReplies, UnknownCodeIsAFailureAndIsWarnedOf) {
   RunningStandin standin;
   EXPECT_TRUE(SameBytes(FromHex("0bad0001 0000000f") + "no such command",
                         standin.Exchange(standin::EncodeFrame(38, "x"))));
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("command"), nullptr);
-  EXPECT_EQ(line.at("remarks").dump(), R"(["no command has the code 38"])");
+  EXPECT_EQ(line.at("warnings").dump(), R"(["no command has the code 38"])");
 }
 
-struct Remarked {
+struct Warned {
   unsigned code;
   std::string payload;
   std::string fields;
-  std::string remarks;
+  std::string warnings;
 };
 
-TEST(Answers, RemarksWhatAWellBehavedClientWouldNotSend) {
+TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
   const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
-  const std::vector<Remarked> cases = {
+  const std::vector<Warned> cases = {
       {1, "x", "{}", R"(["length 1, at most 0 expected"])"},
       {2, "short", "{}", R"(["length 5, at least 36 expected"])"},
       {2, std::string(36, 'A'), R"({"uuid":")" + std::string(36, 'A') + R"("})",
@@ -93,7 +93,7 @@ TEST(Answers, RemarksWhatAWellBehavedClientWouldNotSend) {
            uuid + R"("]})",
        R"(["uuidCount is 2, the list has 1"])"},
       {20, std::string("/a\0b\0", 5), R"({"filePath":"/a"})",
-       R"(["filePath has bytes behind its terminator"])"},
+       R"(["filePath has bytes after its terminator"])"},
       {24, "7777", R"({"workItem":7777,"workItemName":""})", R"(["workItem has no terminator"])"},
       {24, std::string("4\0\0\0", 4), R"({"workItem":4,"workItemName":""})", ""},
       {25, std::string("x\0\0\0", 4), R"({"workItem":"x","workItemName":""})",
@@ -104,15 +104,15 @@ TEST(Answers, RemarksWhatAWellBehavedClientWouldNotSend) {
        R"("uuid is not a UUID of lower-case digits"])"},
   };
   RunningStandin standin;
-  for (const Remarked& request : cases) {
+  for (const Warned& request : cases) {
     (void)standin.Exchange(standin::EncodeFrame(request.code, request.payload));
     const Json line = standin.NextLine();
     EXPECT_EQ(line.at("fields").dump(), request.fields) << line.dump();
-    EXPECT_EQ(line.contains("remarks") ? line.at("remarks").dump() : "", request.remarks);
+    EXPECT_EQ(line.contains("warnings") ? line.at("warnings").dump() : "", request.warnings);
   }
 }
 
-TEST(Answers, HexShowsTheRawBytesOnDemandOnly) {
+TEST(DefaultReplies, HexShowsTheRawBytesOnDemandOnly) {
   RunningStandin plain;
   RunningStandin withHex({"--hex"});
   (void)plain.Client({"log-level", "02"});

@@ -1,11 +1,12 @@
 // What the stand-in does about a request: data that the server carries out.
 
-#ifndef STANDIN_SCRIPT_ANSWER_H
-#define STANDIN_SCRIPT_ANSWER_H
+#ifndef STANDIN_SCRIPT_REPLY_H
+#define STANDIN_SCRIPT_REPLY_H
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,14 +15,14 @@
 
 namespace standin {
 
-/// Bytes of a stream and the pause in front of them.
+/// Bytes of a stream and the pause before them.
 struct Chunk {
   std::chrono::milliseconds pause{0};
   std::string bytes = {};
 };
 
-struct Answer {
-  enum class Kind {
+struct Reply {
+  enum class Type {
     FRAME,    ///< a header and the payload
     STREAM,   ///< the chunks as they stand
     NOTHING,  ///< hangs up once the request is read
@@ -30,7 +31,7 @@ struct Answer {
     SILENCE,  ///< sends nothing and waits until the client hangs up
   };
 
-  Kind kind = Kind::NOTHING;
+  Type type = Type::NOTHING;
   std::uint32_t status = 0;
   std::string payload = {};
   std::vector<Chunk> chunks = {};
@@ -41,17 +42,20 @@ struct Answer {
   std::optional<std::size_t> cutPayload = {};         ///< payload bytes that are sent
 };
 
-[[nodiscard]] Answer FrameAnswer(std::uint32_t status, std::string payload);
+/// One copy for all clients: a script's payload may be long. Null: no reply is due.
+using SharedReply = std::shared_ptr<const Reply>;
 
-/// All bytes of the frame, as cut and as wrong as the answer wants them.
-[[nodiscard]] std::string FrameBytes(const Answer& answer);
+[[nodiscard]] SharedReply FrameReply(std::uint32_t status, std::string payload);
 
-/// The answer as a log line tells it.
-[[nodiscard]] Json DescribeAnswer(const Answer& answer);
+/// All bytes of the frame, as cut and as wrong as the reply wants them.
+[[nodiscard]] std::string FrameBytes(const Reply& reply);
+
+/// The reply as a log line shows it.
+[[nodiscard]] Object DescribeReply(const Reply& reply);
 
 /// What the daemon of a healthy cluster would say.
-[[nodiscard]] Answer PlausibleAnswer(const Request& request);
+[[nodiscard]] SharedReply DefaultReply(const Request& request);
 
 }  // namespace standin
 
-#endif  // STANDIN_SCRIPT_ANSWER_H
+#endif  // STANDIN_SCRIPT_REPLY_H

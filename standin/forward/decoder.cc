@@ -1,0 +1,112 @@
+// Decoding of both sides of a conversation.
+
+#include "forward/decoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace standin {
+namespace {
+
+std::string HexWord(std::uint32_t word) {
+  std::array<char, 16> text{};
+  (void)std::snprintf(text.data(), text.size(), "0x%08x", word);
+  return text.data();
+}
+
+}  // namespace
+
+std::optional<Header> ConversationDecoder::Collect(Side& side, std::string_view bytes) const {
+  side.total += bytes.size();
+  if (side.decoded || side.givenUp) {
+    return std::nullopt;
+  }
+  side.bytes += bytes;
+  if (side.bytes.size() < HEADER_SIZE) {
+    return std::nullopt;
+  }
+  const Header header = DecodeHeader(side.bytes);
+  if (header.length > maxPayload_) {
+    side.givenUp = true;
+    side.bytes.resize(HEADER_SIZE);
+    return std::nullopt;
+  }
+  const std::size_t size = HEADER_SIZE + header.length;
+  if (side.bytes.size() < size) {
+    return std::nullopt;
+  }
+  side.bytes.resize(size);
+  side.decoded = true;
+  return header;
+}
+
+void ConversationDecoder::FromClient(std::string_view bytes) {
+  const std::optional<Header> header = Collect(client_, bytes);
+  if (header) {
+    const Request request = DecodeRequest(*header, client_.bytes.substr(HEADER_SIZE));
+    mode_ = request.command != nullptr ? ExpectedReply(request).mode : contract::ReplyMode::SILENT;
+    log_.WriteRequest(connection_, request, {{"from", "client"}});
+  }
+}
+
+void ConversationDecoder::FromDaemon(std::string_view bytes) {
+  if (mode_ == contract::ReplyMode::STREAM) {
+    daemon_.total += bytes.size();
+    const std::uint64_t most = std::min<std::uint64_t>(maxPayload_, log_.ShownSize());
+    daemon_.bytes += bytes.substr(0, most - std::min<std::uint64_t>(most, daemon_.bytes.size()));
+    return;
+  }
+  const std::optional<Header> header = Collect(daemon_, bytes);
+  if (header) {
+    LogReplyFrame(*header);
+  }
+}
+
+void ConversationDecoder::LogReplyFrame(const Header& header) {
+  Object line = {{"from", "daemon"},
+                 {"type", "frame"},
+                 {"status", header.word},
+                 {"statusHex", HexWord(header.word)},
+                 {"length", header.length}};
+  log_.AddText(line, "text", std::string_view(daemon_.bytes).substr(HEADER_SIZE), header.length);
+  log_.AddHex(line, daemon_.bytes);
+  log_.Write(connection_, "reply", std::move(line));
+}
+
+void ConversationDecoder::LogStream() {
+  Object line = {{"from", "daemon"}, {"type", "stream"}, {"bytes", daemon_.total}};
+  log_.AddText(line, "text", daemon_.bytes, daemon_.total);
+  log_.AddHex(line, daemon_.bytes);
+  log_.Write(connection_, "reply", std::move(line));
+}
+
+void ConversationDecoder::LogNotDecoded(const Side& side, const char* from) {
+  Object line = {{"from", from}};
+  if (side.givenUp) {
+    line.push_back({"length", DecodeHeader(side.bytes).length});
+    line.push_back({"why", "payload over the limit, not decoded"});
+  } else if (!side.decoded && side.total > 0) {
+    line.push_back({"why", "ended before the frame was complete"});
+  } else if (side.total > side.bytes.size()) {
+    line.push_back({"why", "bytes after the frame"});
+  } else {
+    return;
+  }
+  line.push_back({"bytes", side.total});
+  log_.AddHex(line, side.bytes);
+  log_.Write(connection_, "not-decoded", std::move(line));
+}
+
+void ConversationDecoder::End() {
+  if (mode_ == contract::ReplyMode::STREAM) {
+    LogStream();
+  } else {
+    LogNotDecoded(daemon_, "daemon");
+  }
+  LogNotDecoded(client_, "client");
+  log_.Write(connection_, "end", {{"clientBytes", client_.total}, {"daemonBytes", daemon_.total}});
+}
+
+}  // namespace standin

@@ -1,0 +1,170 @@
+// Two directions, each a coroutine with a buffer of its own.
+
+#include "forward/proxy.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <exception>
+#include <functional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "core/unix_address.h"
+#include "forward/decoder.h"
+
+namespace standin {
+namespace {
+
+/// A listen queue that is full cannot be waited for, only tried again.
+constexpr std::chrono::milliseconds RETRY{10};
+constexpr std::size_t PIECE = 65536;
+
+/// Both directions of a conversation.
+struct Conversation {
+  Conversation(Loop& loop, Log& log, Connection& newClient, Connection& newDaemon,
+               std::uint64_t maxPayload)
+      : client(newClient),
+        daemon(newDaemon),
+        decoder(log, newClient.Number(), maxPayload),
+        ended(loop.context) {}
+
+  Connection& client;
+  Connection& daemon;
+  ConversationDecoder decoder;
+  int open = 2;  ///< directions
+  Event ended;   ///< of a direction
+};
+
+/// Passes bytes on until one side takes or sends no more.
+Task<> Pump(Conversation& conversation, bool toDaemon) {
+  Connection& from = toDaemon ? conversation.client : conversation.daemon;
+  Connection& to = toDaemon ? conversation.daemon : conversation.client;
+  IoResult received = IoResult::DONE;
+  IoResult sent = IoResult::DONE;
+  std::string held;
+  while (received == IoResult::DONE && sent == IoResult::DONE) {
+    std::string_view bytes;
+    received = co_await from.Receive(PIECE, bytes);
+    if (received == IoResult::DONE) {
+      held = bytes;
+      if (toDaemon) {
+        conversation.decoder.FromClient(held);
+      } else {
+        conversation.decoder.FromDaemon(held);
+      }
+      // A reply that is due is still passed on when the stand-in stops.
+      conversation.daemon.SetPatient(conversation.decoder.AwaitsReply());
+      sent = co_await to.Send(held);
+    }
+  }
+  --conversation.open;
+  if (received == IoResult::STOPPED || sent == IoResult::STOPPED) {
+    co_return;
+  }
+  if (received != IoResult::DONE) {
+    shutdown(to.Fd(), SHUT_WR);
+    if (conversation.open > 0) {
+      // What has been received is delivered; who has gone waits for nothing.
+      held = {};
+      const bool gone = co_await from.AwaitGone();
+      if (!gone) {
+        co_return;
+      }
+    }
+  } else {
+    // Nobody takes it any more: the sender finds out as it would have directly.
+    shutdown(from.Fd(), SHUT_RD);
+  }
+  if (conversation.open == 0 || received != IoResult::DONE) {
+    from.Abandon();
+    to.Abandon();
+  }
+}
+
+}  // namespace
+
+Descriptor Proxy::TryConnect() const {
+  const sockaddr_un address = UnixAddress(daemonPath_);
+  Descriptor daemon(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (daemon.Get() >= 0 &&
+      connect(daemon.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    return daemon;
+  }
+  if (daemon.Get() >= 0 && errno == EAGAIN) {
+    return {};
+  }
+  throw std::system_error(errno, std::generic_category(), daemonPath_);
+}
+
+Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client) {
+  const auto place = waiting_.emplace(client.Number(), &client).first;
+  std::shared_ptr<Connection> daemon;
+  std::string why;
+  bool logged = false;
+  while (!daemon && why.empty()) {
+    if (place == waiting_.begin()) {
+      try {
+        Descriptor socket = TryConnect();
+        if (socket.Get() >= 0) {
+          daemon = std::make_shared<Connection>(loop_, std::move(socket), client.Number(),
+                                                std::chrono::milliseconds(0));
+          break;
+        }
+      } catch (const std::exception& error) {
+        why = error.what();
+        break;
+      }
+    }
+    if (loop_.GetState() != Loop::State::RUNNING) {
+      why = daemonPath_ + ": accepts nobody";
+      break;
+    }
+    if (!logged) {
+      logged = true;
+      log_.Write(client.Number(), "daemon-busy", {{"why", daemonPath_ + ": accepts nobody"}});
+    }
+    co_await client.WaitFor(place == waiting_.begin() ? RETRY : std::chrono::hours(24));
+  }
+  const auto next = waiting_.erase(place);
+  if (next != waiting_.end()) {
+    next->second->EndWaits();
+  }
+  if (!daemon) {
+    log_.Write(client.Number(), "daemon-unreachable", {{"why", why}});
+  }
+  co_return daemon;
+}
+
+Task<> Proxy::Serve(std::shared_ptr<Connection> client) {
+  client->AllowSilence();
+  const std::shared_ptr<Connection> daemon = co_await Connect(*client);
+  if (!daemon) {
+    co_return;
+  }
+  Conversation conversation(loop_, log_, *client, *daemon, maxPayload_);
+  bool replyEnded = false;
+  const auto atEnd = [&](const std::exception_ptr& /*error*/) {
+    replyEnded = true;
+    conversation.ended.Notify();
+  };
+  asio::co_spawn(loop_.context.get_executor(), Pump(conversation, false), atEnd);
+  std::exception_ptr failure;
+  try {
+    co_await Pump(conversation, true);
+  } catch (...) {
+    failure = std::current_exception();
+    client->Abandon();
+    daemon->Abandon();
+  }
+  while (!replyEnded) {
+    co_await conversation.ended.Wait();
+  }
+  conversation.decoder.End();
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+}  // namespace standin

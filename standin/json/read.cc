@@ -1,0 +1,99 @@
+// The reading half of json.h, by the events of nlohmann-json.
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "json/json.h"
+
+namespace standin {
+namespace {
+
+using Library = nlohmann::json;
+
+constexpr std::size_t MOST_LEVELS = 100;
+
+/// Builds a Value. False from an event ends the reading.
+class Builder : public nlohmann::json_sax<Library> {
+ public:
+  [[nodiscard]] Value Take() { return std::move(root_); }
+  [[nodiscard]] const std::string& Error() const { return error_; }
+
+  bool null() override { return Put(nullptr); }
+  bool boolean(bool truth) override { return Put(truth); }
+  bool number_integer(number_integer_t number) override { return Put(static_cast<double>(number)); }
+  bool number_unsigned(number_unsigned_t number) override { return Put(number); }
+  bool number_float(number_float_t number, const string_t& /*text*/) override {
+    return Put(number);
+  }
+  bool string(string_t& text) override { return Put(std::move(text)); }
+  bool binary(binary_t& /*bytes*/) override { return false; }
+  bool start_object(std::size_t /*members*/) override { return Open(Object()); }
+  bool end_object() override { return Close(); }
+  bool start_array(std::size_t /*items*/) override { return Open(List()); }
+  bool end_array() override { return Close(); }
+  bool key(string_t& name) override {
+    const auto& object = *open_.back()->As<Object>();
+    if (Find(object, name) != nullptr) {
+      error_ = "two members are called \"" + name + "\"";
+      return false;
+    }
+    name_ = std::move(name);
+    return true;
+  }
+  bool parse_error(std::size_t /*offset*/, const std::string& /*token*/,
+                   const Library::exception& error) override {
+    error_ = error.what();
+    return false;
+  }
+
+ private:
+  /// Where the next value goes.
+  Value& Place() {
+    if (open_.empty()) {
+      return root_;
+    }
+    if (auto* const list = std::get_if<List>(&open_.back()->is)) {
+      return list->emplace_back();
+    }
+    return std::get<Object>(open_.back()->is).emplace_back(Member{std::move(name_), {}}).value;
+  }
+  bool Put(Value value) {
+    Place() = std::move(value);
+    return true;
+  }
+  bool Open(Value value) {
+    if (open_.size() == MOST_LEVELS) {
+      error_ = "more than " + std::to_string(MOST_LEVELS) + " levels of brackets";
+      return false;
+    }
+    Value& place = Place();
+    place = std::move(value);
+    // A value that is open is the last of its parent: nothing moves it.
+    open_.push_back(&place);
+    return true;
+  }
+  bool Close() {
+    open_.pop_back();
+    return true;
+  }
+
+  Value root_;
+  std::vector<Value*> open_;
+  std::string name_;
+  std::string error_;
+};
+
+}  // namespace
+
+Value ParseJson(std::string_view text) {
+  Builder builder;
+  if (!Library::sax_parse(text, &builder)) {
+    throw std::runtime_error(builder.Error());
+  }
+  return builder.Take();
+}
+
+bool IsJson(std::string_view text) { return Library::accept(text); }
+
+}  // namespace standin

@@ -1,0 +1,52 @@
+// The replies of a stand-in without a script, as the contract has them.
+
+#include <string>
+#include <utility>
+
+#include "json/json.h"
+#include "script/reply.h"
+
+namespace standin {
+namespace {
+
+constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
+
+std::string PrintedText(const contract::Reply& expected, const Request& request) {
+  std::string text = "{";
+  for (const contract::ReplyMember& member : expected.members) {
+    const Value* const repeated = Find(request.fields, member.field);
+    if (!member.field.empty() && repeated == nullptr) {
+      continue;
+    }
+    text += (text.size() > 1 ? "," : "") + ToJson(member.name) + ":" +
+            (repeated != nullptr ? ToJson(*repeated) : member.json);
+  }
+  return text + "}";
+}
+
+}  // namespace
+
+SharedReply DefaultReply(const Request& request) {
+  if (request.command == nullptr) {
+    return FrameReply(STATUS_FAILURE, "no such command");
+  }
+  const contract::Reply& expected = ExpectedReply(request);
+  Reply reply;
+  switch (expected.mode) {
+    case contract::ReplyMode::STREAM:
+      reply.type = Reply::Type::STREAM;
+      for (const std::string& piece : expected.pieces) {
+        reply.chunks.push_back({.bytes = piece});
+      }
+      break;
+    case contract::ReplyMode::PRINT:
+      return FrameReply(0, PrintedText(expected, request));
+    case contract::ReplyMode::SILENT:
+      return FrameReply(0, "");
+    case contract::ReplyMode::NONE:
+      break;
+  }
+  return std::make_shared<Reply>(std::move(reply));
+}
+
+}  // namespace standin

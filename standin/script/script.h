@@ -1,0 +1,44 @@
+// Where the server gets its replies from: the default ones, a script's rules, or a
+// script's strict sequence. Asked in the order of the requests.
+
+#ifndef STANDIN_SCRIPT_SCRIPT_H
+#define STANDIN_SCRIPT_SCRIPT_H
+
+#include <string>
+#include <vector>
+
+#include "script/reply.h"
+
+namespace standin {
+
+/// A reply, and in what way the request was not the expected one.
+struct Outcome {
+  SharedReply reply;
+  std::vector<std::string> differences;
+};
+
+/// The script of a stand-in without one: default replies, nothing expected.
+class Script {
+ public:
+  Script() = default;
+  virtual ~Script() = default;
+  Script(const Script&) = delete;
+  Script& operator=(const Script&) = delete;
+
+  /// A reply that does not wait for the request, if one is due.
+  virtual SharedReply AtConnect() { return nullptr; }
+  /// A reply that does not wait for the payload, if one is due.
+  virtual SharedReply AtHeader(const Header& /*header*/) { return nullptr; }
+  virtual Outcome AtRequest(const Request& request) { return {DefaultReply(request), {}}; }
+  /// Reports a client that sent no complete request.
+  virtual void AtFailure(const std::string& /*what*/) {}
+
+  /// Once no more clients come: what was missing or different, empty if nothing.
+  [[nodiscard]] virtual std::string Failure() const { return ""; }
+  /// One line for a person once no more clients come; may be empty.
+  [[nodiscard]] virtual std::string Summary() const { return ""; }
+};
+
+}  // namespace standin
+
+#endif  // STANDIN_SCRIPT_SCRIPT_H

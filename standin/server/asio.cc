@@ -1,0 +1,3 @@
+// Asio's own functions, compiled once.
+
+#include <asio/impl/src.hpp>

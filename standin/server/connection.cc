@@ -1,0 +1,214 @@
+// Each call is tried at once, and waited for only if it would block.
+
+#include "server/connection.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <utility>
+
+namespace standin {
+namespace {
+
+/// After so many calls that did not block, the other connections have their turn.
+constexpr unsigned MOST_IN_A_ROW = 16;
+
+}  // namespace
+
+Connection::Connection(Loop& loop, Descriptor socket, std::uint64_t number,
+                       std::chrono::milliseconds idleTime)
+    : loop_(loop),
+      fd_(socket.Get()),
+      number_(number),
+      idleTime_(idleTime),
+      socket_(std::move(socket)),
+      watched_(loop.context.get_executor()),
+      wake_(loop.context) {
+  loop_.Add(*this);
+}
+
+Connection::~Connection() { loop_.Remove(*this); }
+
+AsyncDescriptor& Connection::Watched() {
+  if (!watched_.is_open()) {
+    watched_.assign(fd_);
+    (void)socket_.Release();
+  }
+  return watched_;
+}
+
+bool Connection::MayWait() const {
+  return !abandoned_ && !idle_ &&
+         (loop_.GetState() == Loop::State::RUNNING ||
+          (loop_.GetState() == Loop::State::STOPPING && patient_));
+}
+
+std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string_view& bytes) {
+  for (;;) {
+    const ssize_t count =
+        recv(fd_, loop_.received.data(), std::min(most, loop_.received.size()), MSG_DONTWAIT);
+    if (count > 0) {
+      bytes = {loop_.received.data(), static_cast<std::size_t>(count)};
+      return IoResult::DONE;
+    }
+    if (count == 0) {
+      return IoResult::HUNG_UP;
+    }
+    if (errno == EAGAIN) {
+      return std::nullopt;
+    }
+    if (errno != EINTR) {
+      return IoResult::BROKEN;
+    }
+  }
+}
+
+Task<> Connection::Await(AsyncDescriptor::wait_type type) {
+  inARow_ = 0;
+  std::error_code ignored;
+  if (idleTime_.count() == 0) {
+    co_await Watched().async_wait(type, asio::redirect_error(AWAIT, ignored));
+    co_return;
+  }
+  const Loop::IdleWait wait = loop_.BeginIdleWait(*this, idleTime_);
+  co_await Watched().async_wait(type, asio::redirect_error(AWAIT, ignored));
+  loop_.EndIdleWait(wait);
+}
+
+Task<IoResult> Connection::Receive(std::size_t most, std::string_view& bytes) {
+  if (++inARow_ > MOST_IN_A_ROW) {
+    inARow_ = 0;
+    co_await Turn();
+  }
+  for (;;) {
+    const std::optional<IoResult> result = ReceiveArrived(most, bytes);
+    if (result) {
+      co_return *result;
+    }
+    if (!MayWait()) {
+      co_return idle_ ? IoResult::IDLE : IoResult::STOPPED;
+    }
+    co_await Await(AsyncDescriptor::wait_read);
+    co_await Turn();
+  }
+}
+
+Task<IoResult> Connection::Read(std::string& bytes, std::size_t size) {
+  // Grown as bytes arrive: an announced length is no reason to allocate it.
+  while (bytes.size() < size) {
+    std::string_view arrived;
+    const IoResult result = co_await Receive(size - bytes.size(), arrived);
+    if (result != IoResult::DONE) {
+      co_return result;
+    }
+    bytes += arrived;
+  }
+  co_return IoResult::DONE;
+}
+
+Task<IoResult> Connection::Discard(std::uint64_t count) {
+  while (count > 0) {
+    std::string_view arrived;
+    const IoResult result = co_await Receive(count, arrived);
+    if (result != IoResult::DONE) {
+      co_return result;
+    }
+    count -= arrived.size();
+  }
+  co_return IoResult::DONE;
+}
+
+std::string Connection::TakeArrived() {
+  std::string_view bytes;
+  (void)ReceiveArrived(4096, bytes);
+  return std::string(bytes);
+}
+
+Task<IoResult> Connection::Send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    if (++inARow_ > MOST_IN_A_ROW) {
+      inARow_ = 0;
+      co_await Turn();
+    }
+    const ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+      continue;
+    }
+    if (errno == EINTR) {
+      continue;
+    }
+    if (errno != EAGAIN) {
+      co_return IoResult::HUNG_UP;
+    }
+    if (idle_ || loop_.GetState() == Loop::State::ENDING) {
+      co_return idle_ ? IoResult::IDLE : IoResult::STOPPED;
+    }
+    co_await Await(AsyncDescriptor::wait_write);
+  }
+  co_return IoResult::DONE;
+}
+
+Task<IoResult> Connection::Pause(std::chrono::milliseconds time) {
+  const Clock::time_point end = Clock::now() + time;
+  if (time.count() > 0 && !gone_) {
+    Watched().async_wait(AsyncDescriptor::wait_error,
+                         [self = weak_from_this()](const std::error_code& error) {
+                           const auto connection = self.lock();
+                           if (!error && connection) {
+                             connection->gone_ = true;
+                             connection->wake_.Notify();
+                           }
+                         });
+    while (!gone_ && loop_.GetState() == Loop::State::RUNNING && Clock::now() < end) {
+      co_await wake_.WaitUntil(end);
+    }
+    watched_.cancel();
+  }
+  co_return gone_ ? IoResult::HUNG_UP : IoResult::DONE;
+}
+
+Task<bool> Connection::AwaitGone() {
+  std::error_code error = asio::error::operation_aborted;
+  while (error && MayWait()) {
+    co_await Watched().async_wait(AsyncDescriptor::wait_error, asio::redirect_error(AWAIT, error));
+  }
+  co_return !error;
+}
+
+void Connection::Abandon() {
+  abandoned_ = true;
+  EndWaits();
+}
+
+void Connection::EndWaits() {
+  if (watched_.is_open()) {
+    watched_.cancel();
+  }
+  wake_.Notify();
+}
+
+void Connection::BecomeIdle() {
+  idle_ = true;
+  EndWaits();
+}
+
+const char* TextOf(IoResult result) {
+  switch (result) {
+    case IoResult::DONE:
+      return "done";
+    case IoResult::HUNG_UP:
+      return "hung up";
+    case IoResult::BROKEN:
+      return "broken connection";
+    case IoResult::IDLE:
+      return "silent for too long";
+    case IoResult::STOPPED:
+      return "the server stops";
+  }
+  return "";
+}
+
+}  // namespace standin
