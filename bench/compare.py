@@ -61,9 +61,13 @@ def request_file(folder, code, length=0):
     return path
 
 
-def exchanges(socket, folder, code, words, length=0, relays=True):
-    """The floor, the client in its builds, and the programs that merely relay."""
-    extra = [length] if length else []
+def exchanges(socket, folder, code, words, extra=(), relays=True):
+    """The floor, the client in its builds, and the programs that merely relay.
+
+    `extra`: more arguments of the floor, the length of the payload first.
+    """
+    length = extra[0] if extra else 0
+    extra = list(extra)
     found = [
         Contestant("floor", [floor(), socket, code] + extra),
         Contestant("trel-tool", [CLIENT, "-s", socket] + words),
@@ -129,7 +133,12 @@ def all_cases(socket, folder, quick):
     exchange = exchanges(socket, folder, PRINTED_CODE, [PRINTED])
     exchange.insert(1, Contestant("floor, client's imports", [floor("-imports"), socket, 3]))
     plain = exchanges(socket, folder, PRINTED_CODE, [PRINTED])
-    move = ["component-manual-move", "-u", UUID, "-n", LIST]
+    moves = exchanges(
+        socket, folder, MOVE_CODE, ["component-manual-move", "-u", UUID, "-n", LIST],
+        (MOVE_LENGTH, LIST),
+    )
+    zeros = [floor(), socket, MOVE_CODE, MOVE_LENGTH]
+    moves.insert(1, Contestant("floor, all zeros", zeros))
     stream = streams(socket, folder)
     pipe = pathlib.Path(folder) / "pipe"
     file = pathlib.Path(folder) / "file"
@@ -139,7 +148,7 @@ def all_cases(socket, folder, quick):
         Case("-h", starts, rounds(600)),
         Case(
             "request of 189464 bytes",
-            exchanges(socket, folder, MOVE_CODE, move, MOVE_LENGTH),
+            moves,
             rounds(400),
             size=0,
         ),

@@ -2,8 +2,9 @@
  * the client's system calls in the client's order and looks at nothing: no
  * options, no checks, no messages.
  *
- *   floor SOCKET CODE [LENGTH]    code 1 copies a stream, any other takes a frame;
- *                                 LENGTH zero bytes of payload follow the header
+ *   floor SOCKET CODE [LENGTH [LIST]]    code 1 copies a stream, any other takes a
+ *                                        frame; LENGTH bytes of payload follow the
+ *                                        header: zeros, and LIST as in code 33
  *
  * PIECE_SIZE: most bytes of a stream that are read at a time. */
 
@@ -21,7 +22,8 @@
 #define PIECE_SIZE 1023
 #endif
 
-enum { CODE_STREAM = 1, OUTPUT_SIZE = PIECE_SIZE > 4096 ? PIECE_SIZE : 4096 };
+enum { CODE_STREAM = 1, LIST_OFFSET = 24, LIST_CAPACITY = 94720 };
+enum { OUTPUT_SIZE = PIECE_SIZE > 4096 ? PIECE_SIZE : 4096 };
 
 static int CopyStream(int from) {
   static char output[OUTPUT_SIZE];
@@ -62,6 +64,9 @@ int main(int argc, char** argv) {
   static char payload[189464];
   const uint32_t code = (uint32_t)atoi(argv[2]);
   const uint32_t length = argc > 3 ? (uint32_t)atoi(argv[3]) : 0;
+  if (argc > 4) {
+    strncpy(payload + LIST_OFFSET, argv[4], LIST_CAPACITY);
+  }
   const uint32_t header[2] = {htonl(code), htonl(length)};
   const struct timeval timeout = {.tv_sec = 20};
   struct sockaddr_un address = {.sun_family = AF_UNIX};
