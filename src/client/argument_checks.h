@@ -12,7 +12,7 @@ namespace trel {
 
 /// Looks up the command word at `wordIndex` of `argv` (`argc` words, as
 /// getopt_long(3) has reordered them). On success `*commandOut` is its row;
-/// without a word or with an unknown one it is untouched and the error says so.
+/// otherwise it is untouched and the error says why.
 [[nodiscard]] UsageError SelectCommand(int argc, char** argv, int wordIndex,
                                        const CommandSpec** commandOut);
 

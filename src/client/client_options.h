@@ -55,7 +55,7 @@ struct ClientOptions {
   /// -j; a copy that is never released, not even for a later -j.
   char* json = nullptr;
   bool jsonGiven = false;
-  /// -f; terminated by what is left of its zero fill.
+  /// -f; terminated by its zero fill, which -f never overwrites to the end.
   std::array<char, FILE_PATH_MAX_LENGTH + 1> filePath = {};
   std::uint32_t decomMode = 0;           ///< -d
   bool ensureDurability = false;         ///< -e
