@@ -1,6 +1,9 @@
 # The flags of our targets, as libraries to link: trel_flags for all code, on top of
 # it trel_hardening for what is installed, on top of that trel_client_flags.
 
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
@@ -12,8 +15,15 @@ target_compile_options(trel_flags INTERFACE
   -Wimplicit-fallthrough -Wmissing-declarations -Wnon-virtual-dtor
   -Wold-style-cast -Woverloaded-virtual -Wshadow
   -Wsign-conversion -Wswitch-enum -Wundef -Wunused
-  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op>
   $<$<BOOL:${TREL_WARNINGS_AS_ERRORS}>:-Werror>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  # Casts that 64-bit machines need are useless on others.
+  target_compile_options(trel_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wuseless-cast>)
+else()
+  # Files beyond 2 GiB and times beyond 2038. Elsewhere fopen keeps its plain name.
+  target_compile_definitions(trel_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 set(TREL_SANITIZED 0)
 # Strip build paths from the binaries.
 target_compile_options(trel_flags INTERFACE
@@ -38,25 +48,47 @@ if(TREL_BUILD_FUZZERS AND NOT TREL_SANITIZERS MATCHES "memory")
   target_link_options(trel_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# Hardening of what is installed. The sanitizers have checks of their own.
+# Hardening of what is installed, as far as compiler and linker know it for the target.
+# CXXFLAGS win: a protection that they name is left to them. The sanitizers have checks
+# of their own.
 add_library(trel_hardening INTERFACE)
 target_link_libraries(trel_hardening INTERFACE trel_flags)
 if(NOT TREL_SANITIZERS)
-  # Fortified calls need an optimised build. Level 2 and not 3: tools that stand
-  # between the client and its system calls know recv and read by those names.
-  target_compile_options(trel_hardening INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>
-    -fstack-protector-strong -fstack-clash-protection
-    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection>)
-  target_link_options(trel_hardening INTERFACE
-    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+  # Fortified calls need an optimised build. Level 2 and not 3: tools that stand between
+  # the client and its system calls know recv and read by those names.
+  set(CMAKE_REQUIRED_FLAGS -O2)
+  check_cxx_source_compiles([[
+    #ifdef _FORTIFY_SOURCE
+    #error
+    #endif
+    int main() {}]] TREL_FORTIFY_IS_OURS)
+  if(TREL_FORTIFY_IS_OURS AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+    target_compile_options(trel_hardening INTERFACE
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+  endif()
+  # clang takes options that do nothing for the target, with a warning.
+  set(CMAKE_REQUIRED_FLAGS -Werror)
+  foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection
+      -fcf-protection -mbranch-protection=standard)
+    string(REGEX REPLACE "^-.|-strong|=.*" "" family "${flag}")
+    string(MAKE_C_IDENTIFIER "TREL_KNOWS_${family}" known)
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known} AND NOT CMAKE_CXX_FLAGS MATCHES "${family}")
+      target_compile_options(trel_hardening INTERFACE ${flag})
+    endif()
+  endforeach()
+  unset(CMAKE_REQUIRED_FLAGS)
+  foreach(keyword IN ITEMS relro now noexecstack separate-code)
+    string(MAKE_C_IDENTIFIER "TREL_LINKER_KNOWS_${keyword}" known)
+    check_linker_flag(CXX "-Wl,-z,${keyword}" ${known})
+    if(${known})
+      target_link_options(trel_hardening INTERFACE -Wl,-z,${keyword})
+    endif()
+  endforeach()
 endif()
 
 # The client needs nothing but libc at run time.
 add_library(trel_client_flags INTERFACE)
 target_link_libraries(trel_client_flags INTERFACE trel_hardening)
 target_compile_options(trel_client_flags INTERFACE -fno-exceptions -fno-rtti -Wnull-dereference)
-# Output files beyond 2 GiB on 32-bit machines. Elsewhere fopen keeps its plain name.
-target_compile_definitions(trel_client_flags INTERFACE
-  $<$<EQUAL:${CMAKE_SIZEOF_VOID_P},4>:_FILE_OFFSET_BITS=64>)
 target_link_options(trel_client_flags INTERFACE -Wl,--as-needed)
