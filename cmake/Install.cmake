@@ -59,6 +59,15 @@ install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/_trel-tool"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions"
   COMPONENT client_debian EXCLUDE_FROM_ALL)
 
+# The check for monitoring systems and its units: for whoever asks for this component.
+install(PROGRAMS "${PROJECT_SOURCE_DIR}/cluster/monitoring/check_trel"
+  DESTINATION lib/nagios/plugins COMPONENT monitoring EXCLUDE_FROM_ALL)
+install(
+  FILES
+    "${PROJECT_SOURCE_DIR}/cluster/monitoring/trel-monitoring.service"
+    "${PROJECT_SOURCE_DIR}/cluster/monitoring/trel-monitoring.timer"
+  DESTINATION lib/systemd/system COMPONENT monitoring EXCLUDE_FROM_ALL)
+
 if(TARGET trel-standin)
   trel_install_documents(standin trel-standin "${PROJECT_SOURCE_DIR}/standin/trel-standin.8")
 endif()
