@@ -91,8 +91,8 @@ class Contract(Copy):
                 ("treldb.yaml", "'/tmp/nodes' 00", "'/tmp/nodes' 0", "does not match"),
                 ("what-if.yaml", "offset: 20, width: 1", "offset: 21, width: 1",
                  "decom-what-if.ensureDurability: is not at the offset 20"),
-                ("work-items.yaml", "        fields: {workItem: 7, workItemName: MOVE}\n", "",
-                 "work-item: no example has its fields"),
+                ("daemon.yaml", "        fields: {level: \"2\"}\n", "",
+                 "level: no example has its fields"),
                 ("rebalance.yaml", "{uuid: $uuid, running", "{uuid: $id, running",
                  "info-rebalance: its default reply repeats id, which is no field"),
                 ("options.yaml", "    type: uuid\n", "", "uuid: needs both a type and an argument")]:
