@@ -42,15 +42,15 @@ struct RebalanceParams {
 struct LargeRequests;
 
 struct ClientOptions {
+  /// Zero-filled, owned by the caller of the run.
+  LargeRequests* largeRequests = nullptr;
   /// -o; refers to the argument vector. Null: the reply goes to standard output.
   const char* outputPath = nullptr;
   /// -s; refers to the argument vector.
   const char* socketPath = DEFAULT_SOCKET_PATH;
   Uuid uuid = {};  ///< -u
   bool uuidGiven = false;
-  /// Zero-filled, owned by the caller of the run. -l writes its text straight into
-  /// the list of the what-if-upgrade request.
-  LargeRequests* largeRequests = nullptr;
+  /// -l, whose text goes straight into the list of the what-if-upgrade request.
   bool uuidListGiven = false;
   /// -j; a copy that is never released, not even for a later -j.
   char* json = nullptr;
