@@ -176,15 +176,5 @@ TEST(Contract, DiagnosticsAreThoseOfTheirCommandLines) {
   }
 }
 
-TEST(Contract, WorkItemsHaveTheirNumbers) {
-  const contract::Option& option = *contract::Get().OptionOfName("work-item");
-  for (const contract::NamedNumber& item : option.names->numbers) {
-    const ClientResult run = RunClient({"enable-workitem", "-i", item.name}, EncodeFrame(0, ""));
-    EXPECT_EQ(run.request.substr(standin::HEADER_SIZE, 2),
-              (std::to_string(item.number) + '\0').substr(0, 2))
-        << item.name;
-  }
-}
-
 }  // namespace
 }  // namespace tests
