@@ -41,7 +41,7 @@ class Copy(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
-        for name in ("protocol", "generated", "docs"):
+        for name in ("protocol", "generated", "docs", "cluster"):
             shutil.copytree(ROOT / name, self.root / name)
 
     def replace(self, name, old, new):
