@@ -2,6 +2,7 @@
 // allocated. The client's memory follows what arrives, not what was announced.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -20,7 +21,11 @@ using standin::SendBytes;
 constexpr long FEW_KIB = 256 * 1024;
 const char* const HUGE_LENGTHS[] = {"7ffff000", "7fffffff", "80000000", "ffffffff"};
 
-class AnnouncedLength : public testing::TestWithParam<const char*> {};
+class AnnouncedLength : public testing::TestWithParam<const char*> {
+ protected:
+  /// The peak memory of a process begins with what its parent holds.
+  void SetUp() override { malloc_trim(0); }
+};
 INSTANTIATE_TEST_SUITE_P(Of, AnnouncedLength, testing::ValuesIn(HUGE_LENGTHS));
 
 TEST_P(AnnouncedLength, NotSentIsAnEmptySuccessInBoundedMemory) {
