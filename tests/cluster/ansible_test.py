@@ -3,6 +3,7 @@
 
 import json
 import re
+import shutil
 import subprocess
 
 import hosts
@@ -198,6 +199,19 @@ class Collection(ClusterTest):
         for path in sorted((COLLECTION / "playbooks").glob("*.yml")):
             self.run_here("ansible-playbook", "-i", "localhost,", "--syntax-check",
                           f"trel.tool.{path.stem}")
+
+    def test_ansible_test_finds_nothing(self):
+        # Those of its checks that fetch nothing; it writes beside the sources.
+        copy = self.cluster.folder / "ansible_collections/trel/tool"
+        shutil.copytree(COLLECTION, copy)
+        checks = [f"--test={name}" for name in (
+            "action-plugin-docs", "compile", "future-import-boilerplate", "line-endings",
+            "metaclass-boilerplate", "no-basestring", "shebang")]
+        # Of the Pythons that it looks for it takes each that is there.
+        environment = dict(self.cluster.environment, PATH="/usr/bin:/bin")
+        run = subprocess.run(["ansible-test", "sanity", *checks], cwd=copy, env=environment,
+                             capture_output=True, text=True)
+        self.assertEqual(run.returncode, 0, run)
 
     def test_it_can_be_packed(self):
         target = self.cluster.folder / "built"

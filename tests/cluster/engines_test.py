@@ -2,6 +2,8 @@
 """Runs the recipes that take one command to all nodes, over nodes of every kind."""
 
 import os
+import pathlib
+import select
 
 import hosts
 from cookbook import ClusterTest, main
@@ -166,6 +168,37 @@ class Engines(ClusterTest):
             self.assertEqual(words[name], "", name)
         for name in ("failed", "passive", "missing"):
             self.assertTrue(words[name].startswith("timeout:"), words[name])
+
+
+class Hosts(ClusterTest):
+    def test_nothing_is_left_of_a_cluster(self):
+        self.start(["node-good-1", "node-silent", "node-cut"])
+        self.cluster.run("""
+            for node in node-good-1 node-silent node-cut; do
+                ssh -n $node trel-tool refresh-config-opts
+                ssh -n $node trel-tool what-if-upgrade -l $uuid &
+            done
+            wait -n""", uuid=UUID)
+        self.cluster.nodes["node-silent"].received(2)
+        self.cluster.nodes["node-cut"].received(1)
+        folder = self.cluster.folder
+        running = [int(path.parent.name) for path in pathlib.Path("/proc").glob("[0-9]*/cmdline")
+                   if str(folder).encode() in self.content(path)]
+        self.assertGreater(len(running), 6)
+        descriptors = [os.pidfd_open(pid) for pid in running]
+        self.cluster.close()
+        self.assertFalse(folder.exists())
+        for pid, descriptor in zip(running, descriptors):
+            ended, _, _ = select.select([descriptor], [], [], 30)
+            self.assertTrue(ended, pid)
+            os.close(descriptor)
+
+    @staticmethod
+    def content(path):
+        try:
+            return path.read_bytes()
+        except OSError:
+            return b""
 
 
 if __name__ == "__main__":

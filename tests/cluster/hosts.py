@@ -99,7 +99,9 @@ class Node:
     def start_daemon(self, program, script):
         path = self.folder / f"{self.name}.json"
         path.write_text(json.dumps(script))
-        self.standin = subprocess.Popen([program, "--socket", self.socket, "--script", path],
+        # It ends with the tests, also when those are killed.
+        self.standin = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", program, "--socket",
+                                         self.socket, "--script", path],
                                         stdout=subprocess.PIPE, text=True)
         if not self.standin.stdout.readline():
             raise RuntimeError(f"the stand-in of {self.name} did not start")
@@ -305,6 +307,8 @@ class Cluster:
             return ""
 
     def close(self):
+        if not self.folder.exists():
+            return
         for node in self.nodes.values():
             for pid in self.clients_left(node.name):
                 os.kill(int(pid), signal.SIGTERM)
@@ -321,9 +325,9 @@ class Cluster:
             # Reset, not closed: no port is left waiting.
             end.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
             end.close()
-        # Shared connections of ssh end with the servers.
+        # Shared connections of ssh end with the servers, which end their own children.
         for server in self.servers:
-            server.kill()
+            server.terminate()
             server.wait()
         self.selector.close()
         self.woken.close()
