@@ -174,6 +174,24 @@ class Maintenance(WithAnsible):
         self.assertEqual(self.received("node-good-1"), [])
 
 
+class Install(WithAnsible):
+    def test_the_package_would_be_installed_and_its_copy_removed(self):
+        self.start(["node-good-1"])
+        control = self.cluster.folder / "package/DEBIAN/control"
+        control.parent.mkdir(parents=True, mode=0o755)
+        control.write_text("Package: trel-tool\nVersion: 0\nArchitecture: all\n"
+                           "Maintainer: nobody\nDescription: nothing\n")
+        (self.cluster.folder / "packages").mkdir()
+        package = self.cluster.folder / "packages/trel-tool_0_all.deb"
+        subprocess.run(["dpkg-deb", "--build", control.parent.parent, package], check=True,
+                       stdout=subprocess.DEVNULL)
+        run = self.cluster.run("ansible-playbook --check -i nodes trel.tool.install "
+                               f"-e packages={package.parent}", **SETTINGS)
+        self.assertEqual(run.value, 0, run)
+        self.assertRegex(run.out, r"TASK \[Install it with apt\] \*+\nchanged: \[node-good-1\]")
+        self.assertEqual(list(self.cluster.folder.glob("ansible.*trel-tool")), [])
+
+
 class Collection(ClusterTest):
     def run_here(self, *words):
         run = subprocess.run(words, cwd=COLLECTION, env=dict(self.cluster.environment, **SETTINGS),

@@ -248,6 +248,8 @@ class Cluster:
             threading.Thread(target=self.cut_after_request, args=(node, link), daemon=True).start()
         environment = f"NODE={node.name} HOME={self.folder}/home " \
                       f"TMPDIR={self.folder} PATH={self.folder}/{node.name}.bin:/usr/bin:/bin"
+        if node.name != "node-bare":  # where this machine's client may be
+            environment += ":/usr/sbin:/sbin"
         # One process for one connection, as an internet superserver starts it: the listening
         # sockets are the tests' own, so that no port has to be guessed.
         with open(self.folder / "sshd.log", "ab") as log:
