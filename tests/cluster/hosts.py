@@ -22,15 +22,15 @@ SSHD = shutil.which("sshd", path=f"{os.environ['PATH']}:/usr/sbin:/sbin")
 DAEMONS = {
     "node-good-1": {"rules": []},
     "node-good-2": {"rules": []},
-    "node-silent": {"rules": [{"answer": {"silent": True}}]},
-    "node-refusing": {"rules": [{"answer": {"status": 5, "text": "not now"}}]},
+    "node-silent": {"rules": [{"reply": {"silent": True}}]},
+    "node-refusing": {"rules": [{"reply": {"status": 5, "text": "not now"}}]},
     # Its exit value is 0, the low 8 bits of 256.
-    "node-refusing-256": {"rules": [{"answer": {"status": 256, "text": "not now"}}]},
-    "node-early": {"rules": [{"answer": {"close": "after-request"}}]},
-    "node-partial": {"rules": [{"answer": {"text": "ten bytes.", "cutPayload": 4}}]},
+    "node-refusing-256": {"rules": [{"reply": {"status": 256, "text": "not now"}}]},
+    "node-early": {"rules": [{"reply": {"close": "after-request"}}]},
+    "node-partial": {"rules": [{"reply": {"text": "ten bytes.", "cutPayload": 4}}]},
     "node-idle": None,
     "node-bare": None,  # nor a client
-    "node-cut": {"rules": [{"answer": {"silent": True}}]},  # its link goes with the request
+    "node-cut": {"rules": [{"reply": {"silent": True}}]},  # its link goes with the request
 }
 UNREACHED = [
     "node-closed",  # no sshd: the connection is refused

@@ -49,14 +49,14 @@ class OnOneMachine(unittest.TestCase):
         self.assertEqual(requests[0]["fields"]["uuidList"], UUIDS)
 
     def test_bounded_cancels_what_takes_too_long(self):
-        script = {"rules": [{"command": "what-if-upgrade", "answer": {"silent": True}}]}
+        script = {"rules": [{"command": "what-if-upgrade", "reply": {"silent": True}}]}
         run, requests = self.cook("bounded", script, disks=UUIDS[0])
         self.assertEqual(run.stderr, "no reply within a minute\n")
         self.assertEqual([request["command"] for request in requests],
                          ["what-if-upgrade", "what-if-cancel"])
 
     def test_bounded_reports_a_refusal(self):
-        script = {"rules": [{"answer": {"status": 5, "text": "busy"}}]}
+        script = {"rules": [{"reply": {"status": 5, "text": "busy"}}]}
         run, requests = self.cook("bounded", script, disks=UUIDS[0])
         self.assertIn("failed with 5\n", run.stderr)
         self.assertEqual(len(requests), 1)
@@ -65,7 +65,7 @@ class OnOneMachine(unittest.TestCase):
         # The second one is refused with the exit value 0, and "x" before it is sent.
         (self.folder / "objects").write_text("\n".join(UUIDS) + "\nx\n")
         script = {"rules": [{"command": "crawler", "fields": {"uuid": UUIDS[1]},
-                             "answer": {"status": 256, "text": "busy"}}]}
+                             "reply": {"status": 256, "text": "busy"}}]}
         run, requests = self.cook("objects", script)
         self.assertEqual([request["fields"]["uuid"] for request in requests], UUIDS)
         self.assertEqual(run.stdout, "2 failed\n")
