@@ -127,6 +127,17 @@ class Engines(ClusterTest):
         left = [path.name for path in self.cluster.folder.glob("tmp.*")]
         self.assertEqual(left, [], "a node keeps its file")
 
+    def test_a_question_is_a_failure(self):
+        # Of a node that is not known, ssh asks whether it is the right one.
+        self.start(["node-good-1"])
+        (self.cluster.folder / "known_hosts").write_text("")
+        self.cluster.write_program(self.cluster.folder / "bin/ask", "#!/bin/sh\n>>asked\necho no\n")
+        run = self.cook("loop", SSH_ASKPASS=str(self.cluster.folder / "bin/ask"),
+                        SSH_ASKPASS_REQUIRE="force", DISPLAY=":0")
+        self.assertEqual(run.value, 0, run)
+        self.assertEqual(self.cluster.read("statuses"), "node-good-1 255\n")
+        self.assertFalse((self.cluster.folder / "work/asked").exists(), "somebody was asked")
+
     def test_quoting_brings_every_word_to_the_node(self):
         self.start(["node-good-1"])
         for disks in ("", UUID, f"{UUID},{UUID}"):
