@@ -54,9 +54,11 @@ class ClusterTest(unittest.TestCase):
         return self.cluster.run(before + recipe(name), **variables)
 
     def expect_one_request_each(self, command, names=hosts.REACHED):
-        """Each daemon has received the command once, and no client waits on its node."""
+        """Each daemon has received the command once, and no client waits on its node: it is
+        bounded there, whatever becomes of ssh."""
         for name in names:
             self.assertEqual(self.cluster.nodes[name].received(), [command], name)
+            self.assertEqual([parent for _, parent, *_ in self.cluster.clients(name)], ["timeout"])
         self.assertEqual(self.cluster.clients_left("node-silent"), [],
                          "a client still waits on its node")
 

@@ -49,7 +49,8 @@ DEADLINE = 100
 Result = collections.namedtuple("Result", "value out err")
 
 WRAPPER = """#!/bin/sh
-echo $$ "$@" >>{socket}.clients
+read -r parent </proc/$PPID/comm
+echo $$ "$parent" "$@" >>{socket}.clients
 exec {client} -s {socket} "$@"
 """
 
@@ -268,7 +269,7 @@ class Cluster:
         link.cut()
 
     def clients(self, name):
-        """Process and words of each client that was started on the node."""
+        """Process, parent's name and words of each client that was started on the node."""
         path = self.folder / f"{name}.clients"
         lines = path.read_text().splitlines() if path.exists() else []
         return [line.split(" ") for line in lines]
