@@ -11,7 +11,7 @@ namespace {
 
 constexpr char FOOTER[] =
     "Exit values: 0 all went well; 1 the socket, the log or the system failed;\n"
-    "2 the command line or the script is wrong; 3 the sequence was not followed;\n"
+    "2 the command line or the script is wrong; 3 the script was not followed;\n"
     "4 the COMMAND failed. The first line on standard output is \"ready on PATH\".";
 
 }  // namespace

@@ -2,6 +2,10 @@
 
 #include "script/entry.h"
 
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
 #include "core/hex.h"
 #include "json/json.h"
 
@@ -11,6 +15,27 @@ namespace {
 std::string Shown(const Value& value) {
   const auto* const text = value.As<std::string>();
   return ToJson(value) + (text != nullptr ? " (hex " + ToHex(*text) + ")" : "");
+}
+
+/// Letters of a UUID may be of either case.
+bool AreSameUuid(std::string_view one, std::string_view other) {
+  const auto isUuidLetter = [](char character) {
+    return std::isxdigit(static_cast<unsigned char>(character)) != 0 || character == '-';
+  };
+  return one.size() == 36 && one[8] == '-' && std::all_of(one.begin(), one.end(), isUuidLetter) &&
+         std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
+           return std::tolower(static_cast<unsigned char>(a)) ==
+                  std::tolower(static_cast<unsigned char>(b));
+         });
+}
+
+bool Matches(const Value& expected, const Value& got) {
+  const auto* const list = expected.As<List>();
+  const auto* const gotList = got.As<List>();
+  if (list != nullptr && gotList != nullptr) {
+    return std::equal(list->begin(), list->end(), gotList->begin(), gotList->end(), Matches);
+  }
+  return expected == got || AreSameUuid(expected.Text(), got.Text());
 }
 
 }  // namespace
@@ -31,7 +56,7 @@ std::vector<std::string> Differences(const Entry& entry, const Request& request)
     const Value* const got = Find(request.fields, name);
     if (got == nullptr) {
       differences.push_back(name + ": expected " + Shown(expected) + ", the payload is too short");
-    } else if (*got != expected) {
+    } else if (!Matches(expected, *got)) {
       differences.push_back(name + ": expected " + Shown(expected) + ", got " + Shown(*got));
     }
   }

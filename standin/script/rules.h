@@ -11,14 +11,18 @@
 
 namespace standin {
 
-/// Requests that no rule matches get the default reply.
 class Rules : public Script {
  public:
-  explicit Rules(std::vector<Entry> rules);
+  /// `refuseUnmatched`: requests that no rule matches are refused and a failure; else they
+  /// get the default reply.
+  Rules(std::vector<Entry> rules, bool refuseUnmatched)
+      : rules_(std::move(rules)), refuseUnmatched_(refuseUnmatched) {}
 
-  SharedReply AtConnect() override;
-  SharedReply AtHeader(const Header& header) override;
+  Outcome AtConnect() override;
+  Outcome AtHeader(const Header& header) override;
   Outcome AtRequest(const Request& request) override;
+  [[nodiscard]] std::string Failure() const override;
+  [[nodiscard]] std::string Summary() const override;
 
  private:
   /// The first rule that `matches` is true for and that may still reply; counts it
@@ -26,8 +30,11 @@ class Rules : public Script {
   /// is given.
   const Entry* Take(std::optional<Reply::Type> type,
                     const std::function<bool(const Entry&)>& matches);
+  [[nodiscard]] Outcome Refuse(const Request& request);
 
   std::vector<Entry> rules_;
+  bool refuseUnmatched_;
+  std::string failure_;  ///< of the first request that was refused
 };
 
 }  // namespace standin

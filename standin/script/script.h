@@ -11,10 +11,11 @@
 
 namespace standin {
 
-/// A reply, and in what way the request was not the expected one.
+/// What is done about a request.
 struct Outcome {
-  SharedReply reply;
-  std::vector<std::string> differences;
+  SharedReply reply = nullptr;                ///< null: nothing is due yet
+  std::string entry = {};                     ///< name of the entry that matched, or empty
+  std::vector<std::string> differences = {};  ///< from what was expected
 };
 
 /// The script of a stand-in without one: default replies, nothing expected.
@@ -26,10 +27,10 @@ class Script {
   Script& operator=(const Script&) = delete;
 
   /// A reply that does not wait for the request, if one is due.
-  virtual SharedReply AtConnect() { return nullptr; }
+  virtual Outcome AtConnect() { return {}; }
   /// A reply that does not wait for the payload, if one is due.
-  virtual SharedReply AtHeader(const Header& /*header*/) { return nullptr; }
-  virtual Outcome AtRequest(const Request& request) { return {DefaultReply(request), {}}; }
+  virtual Outcome AtHeader(const Header& /*header*/) { return {}; }
+  virtual Outcome AtRequest(const Request& request) { return {DefaultReply(request)}; }
   /// Reports a client that sent no complete request.
   virtual void AtFailure(const std::string& /*what*/) {}
 

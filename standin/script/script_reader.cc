@@ -3,6 +3,7 @@
 #include "script/script_reader.h"
 
 #include <fstream>
+#include <initializer_list>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -18,6 +19,7 @@
 namespace standin {
 namespace {
 
+constexpr std::uint64_t MOST_TIMES = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uintmax_t MOST_SIZE = 64U << 20U;
 
 Value ParseFile(const std::string& path) {
@@ -31,8 +33,11 @@ Value ParseFile(const std::string& path) {
       file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
       piece.resize(static_cast<std::size_t>(file.gcount()));
       if (text.size() > MOST_SIZE) {
-        throw ScriptError(path + ": is longer than 64 MiB");
+        break;
       }
+    }
+    if (text.size() > MOST_SIZE) {
+      throw ScriptError(path + ": is longer than 64 MiB");
     }
     if (file.bad()) {
       throw ScriptError(path + ": cannot be read");  // a folder can be opened
@@ -97,8 +102,34 @@ void CheckMoment(const JsonReader& json, const Entry& entry) {
   }
 }
 
-Entry ReadEntry(const JsonReader& json) {
+/// How often a rule is expected to reply.
+void ReadExpect(const JsonReader& json, Entry& entry) {
+  json.OnlyMembers({"exactly", "atLeast", "atMost"});
+  const auto number = [&](std::string_view name) {
+    return json.Member(name).Natural(0, MOST_TIMES);
+  };
+  if (json.Has("exactly") == (json.Has("atLeast") || json.Has("atMost"))) {
+    json.Refuse("must have exactly, or atLeast, atMost or both");
+  }
+  if (json.Has("exactly")) {
+    entry.leastUses = number("exactly");
+    entry.mostUses = entry.leastUses;
+  }
+  if (json.Has("atLeast")) {
+    entry.leastUses = number("atLeast");
+  }
+  if (json.Has("atMost")) {
+    entry.mostUses = number("atMost");
+  }
+  if ((entry.mostUses && *entry.mostUses < entry.leastUses) ||
+      (entry.times && *entry.times < entry.leastUses)) {
+    json.Refuse("can never be met");
+  }
+}
+
+Entry ReadEntry(const JsonReader& json, const std::string& place) {
   Entry entry;
+  entry.name = json.Has("name") ? json.Member("name").Text() : place;
   if (json.Has("command")) {
     const JsonReader word = json.Member("command");
     entry.command = contract::Get().CommandOfWord(word.Text());
@@ -113,10 +144,35 @@ Entry ReadEntry(const JsonReader& json) {
     entry.reply = std::make_shared<Reply>(ReadReply(json.Member("reply")));
   }
   if (json.Has("times")) {
-    entry.times = json.Member("times").Natural(1, std::numeric_limits<std::uint32_t>::max());
+    entry.times = json.Member("times").Natural(1, MOST_TIMES);
+  }
+  if (json.Has("expect")) {
+    ReadExpect(json.Member("expect"), entry);
   }
   CheckMoment(json, entry);
   return entry;
+}
+
+std::vector<Entry> ReadEntries(const JsonReader& json, const std::string& name,
+                               std::initializer_list<std::string_view> members) {
+  std::vector<Entry> entries;
+  json.Member(name).ForEachItem([&](const JsonReader& entry) {
+    entry.OnlyMembers(members);
+    entries.push_back(ReadEntry(entry, name + "/" + std::to_string(entries.size())));
+  });
+  return entries;
+}
+
+/// Whether requests that no rule matches are refused.
+bool ReadUnmatched(const JsonReader& json) {
+  if (!json.Has("unmatched")) {
+    return false;
+  }
+  const std::string& word = json.Member("unmatched").Text();
+  if (word != "reply" && word != "refuse") {
+    json.Member("unmatched").Refuse("must be reply or refuse");
+  }
+  return word == "refuse";
 }
 
 }  // namespace
@@ -124,26 +180,23 @@ Entry ReadEntry(const JsonReader& json) {
 std::unique_ptr<Script> ReadScript(const std::string& path) {
   const Value document = ParseFile(path);
   const JsonReader json(document, path, std::filesystem::path(path).parent_path());
-  json.OnlyMembers({"$schema", "rules", "sequence"});
+  json.OnlyMembers({"$schema", "rules", "sequence", "unmatched"});
   if (json.Has("$schema")) {
     (void)json.Member("$schema").Text();
   }
   if (json.Has("rules") == json.Has("sequence")) {
     json.Refuse("must have either rules or a sequence");
   }
-  std::vector<Entry> entries;
   if (json.Has("rules")) {
-    json.Member("rules").ForEachItem([&](const JsonReader& rule) {
-      rule.OnlyMembers({"command", "fields", "reply", "times"});
-      entries.push_back(ReadEntry(rule));
-    });
-    return std::make_unique<Rules>(std::move(entries));
+    return std::make_unique<Rules>(
+        ReadEntries(json, "rules", {"name", "command", "fields", "reply", "times", "expect"}),
+        ReadUnmatched(json));
   }
-  json.Member("sequence").ForEachItem([&](const JsonReader& entry) {
-    entry.OnlyMembers({"command", "fields", "reply"});
-    entries.push_back(ReadEntry(entry));
-  });
-  return std::make_unique<Sequence>(std::move(entries));
+  if (json.Has("unmatched")) {
+    json.Refuse("unmatched belongs to rules");
+  }
+  return std::make_unique<Sequence>(
+      ReadEntries(json, "sequence", {"name", "command", "fields", "reply"}));
 }
 
 }  // namespace standin

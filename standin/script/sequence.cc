@@ -19,17 +19,22 @@ bool Sequence::NextIs(Reply::Type type) const {
   return failure_.empty() && next_ < entries_.size() && entries_[next_].Is(type);
 }
 
-SharedReply Sequence::AtConnect() {
-  return NextIs(Reply::Type::CLOSE_BEFORE_READING) ? entries_[next_++].reply : nullptr;
+Outcome Sequence::TakeNext() {
+  const Entry& entry = entries_[next_++];
+  return {entry.reply, entry.name};
 }
 
-SharedReply Sequence::AtHeader(const Header& header) {
+Outcome Sequence::AtConnect() {
+  return NextIs(Reply::Type::CLOSE_BEFORE_READING) ? TakeNext() : Outcome{};
+}
+
+Outcome Sequence::AtHeader(const Header& header) {
   if (!NextIs(Reply::Type::CLOSE_AFTER_HEADER)) {
-    return nullptr;
+    return {};
   }
   const Entry& entry = entries_[next_];
   const bool matches = entry.command == nullptr || entry.command->code == header.word;
-  return matches ? entries_[next_++].reply : nullptr;
+  return matches ? TakeNext() : Outcome{};
 }
 
 std::vector<std::string> Sequence::Compare(const Request& request) const {
@@ -41,19 +46,20 @@ std::vector<std::string> Sequence::Compare(const Request& request) const {
 
 Outcome Sequence::AtRequest(const Request& request) {
   if (!failure_.empty()) {
-    return {FrameReply(STATUS_FAILURE, "the script was not followed before"), {}};
+    return {FrameReply(STATUS_FAILURE, "the script was not followed before")};
   }
   std::vector<std::string> differences = Compare(request);
   if (differences.empty()) {
-    return {ReplyOf(entries_[next_++], request), {}};
+    const Entry& entry = entries_[next_++];
+    return {ReplyOf(entry, request), entry.name};
   }
   failure_ = "request " + std::to_string(next_ + 1) + " is not the one that the script expects:\n";
   for (const std::string& line : differences) {
     failure_ += "  " + line + "\n";
   }
   failure_ += "the request was:\n" + HexDump(request.Bytes());
-  return {FrameReply(STATUS_FAILURE, "not the request that the script expects"),
-          std::move(differences)};
+  return {.reply = FrameReply(STATUS_FAILURE, "not the request that the script expects"),
+          .differences = std::move(differences)};
 }
 
 void Sequence::AtFailure(const std::string& what) {

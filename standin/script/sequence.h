@@ -16,8 +16,8 @@ class Sequence : public Script {
  public:
   explicit Sequence(std::vector<Entry> entries);
 
-  SharedReply AtConnect() override;
-  SharedReply AtHeader(const Header& header) override;
+  Outcome AtConnect() override;
+  Outcome AtHeader(const Header& header) override;
   Outcome AtRequest(const Request& request) override;
   void AtFailure(const std::string& what) override;
 
@@ -26,6 +26,8 @@ class Sequence : public Script {
 
  private:
   [[nodiscard]] bool NextIs(Reply::Type type) const;
+  /// The entry that is due, as an early reply.
+  [[nodiscard]] Outcome TakeNext();
   /// The differences between the request and the entry that is due.
   [[nodiscard]] std::vector<std::string> Compare(const Request& request) const;
 

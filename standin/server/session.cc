@@ -21,8 +21,9 @@ class Session {
       : client_(client), log_(log), script_(script), maxPayload_(maxPayload) {}
 
   Task<> Run() {
-    if (const SharedReply reply = script_.AtConnect()) {
-      co_await CloseEarly("connect", *reply, {});
+    const Outcome atConnect = script_.AtConnect();
+    if (atConnect.reply) {
+      co_await CloseEarly("connect", atConnect, {});
       co_return;
     }
     std::string bytes;
@@ -32,8 +33,9 @@ class Session {
       co_return;
     }
     const Header header = DecodeHeader(bytes);
-    if (const SharedReply reply = script_.AtHeader(header)) {
-      co_await CloseEarly("header", *reply, header);
+    const Outcome atHeader = script_.AtHeader(header);
+    if (atHeader.reply) {
+      co_await CloseEarly("header", atHeader, header);
       co_return;
     }
     if (header.length > maxPayload_) {
@@ -66,7 +68,9 @@ class Session {
 
   SharedReply TakeRequest(const Request& request) {
     Outcome outcome = script_.AtRequest(request);
-    Object more = {{"reply", DescribeReply(*outcome.reply)}};
+    Object more;
+    AddEntry(more, outcome);
+    more.push_back({"reply", DescribeReply(*outcome.reply)});
     if (!outcome.differences.empty()) {
       more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
     }
@@ -121,14 +125,22 @@ class Session {
     co_return result;
   }
 
-  Task<> CloseEarly(const char* moment, const Reply& reply, const Header& header) {
-    Object line = {{"after", moment}, {"reply", DescribeReply(reply)}};
-    if (reply.type == Reply::Type::CLOSE_AFTER_HEADER) {
+  static void AddEntry(Object& line, const Outcome& outcome) {
+    if (!outcome.entry.empty()) {
+      line.push_back({"entry", outcome.entry});
+    }
+  }
+
+  Task<> CloseEarly(const char* moment, const Outcome& outcome, const Header& header) {
+    Object line = {{"after", moment}};
+    AddEntry(line, outcome);
+    line.push_back({"reply", DescribeReply(*outcome.reply)});
+    if (outcome.reply->type == Reply::Type::CLOSE_AFTER_HEADER) {
       line.push_back({"code", header.word});
       line.push_back({"length", header.length});
     }
     log_.Write(client_.Number(), "closed-early", std::move(line));
-    (void)co_await client_.Pause(reply.delay);
+    (void)co_await client_.Pause(outcome.reply->delay);
   }
 
   /// Replies at once, then lets the client send what it announced: nothing of it is kept,

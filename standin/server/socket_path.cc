@@ -18,16 +18,16 @@
 namespace standin {
 namespace {
 
+/// Asks with a socket of another type: that connects to nobody and leaves no trace.
 bool SomebodyListens(const std::string& path) {
   const sockaddr_un address = UnixAddress(path);
-  const Descriptor client(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (client.Get() >= 0 &&
-      connect(client.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+  const Descriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (probe.Get() >= 0 &&
+      connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
     return true;
   }
-  // EAGAIN: the queue of one who listens is full.
-  if (errno == ECONNREFUSED || errno == EAGAIN) {
-    return errno == EAGAIN;
+  if (errno == EPROTOTYPE || errno == ECONNREFUSED) {
+    return errno == EPROTOTYPE;
   }
   throw std::system_error(errno, std::generic_category(), path);
 }

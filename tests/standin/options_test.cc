@@ -1,11 +1,31 @@
 // The command line of the stand-in and its exit values.
 
+#include "options.h"
+
 #include <gtest/gtest.h>
+
+#include <chrono>
 
 #include "support/running_standin.h"
 
 namespace tests {
 namespace {
+
+standin::Options Read(std::vector<std::string> words) {
+  std::vector<char*> pointers;
+  for (std::string& word : words) {
+    pointers.push_back(word.data());
+  }
+  standin::Options options;
+  EXPECT_FALSE(standin::ReadOptions(static_cast<int>(pointers.size()), pointers.data(), options));
+  return options;
+}
+
+TEST(Options, AnIdleTimeoutOf0IsNone) {
+  EXPECT_EQ(Read({"trel-standin", "--socket", "s"}).limits.idleTime, std::chrono::seconds(60));
+  EXPECT_EQ(Read({"trel-standin", "--socket", "s", "--idle-timeout", "0"}).limits.idleTime,
+            std::chrono::seconds(0));
+}
 
 TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
   const ProcessResult run = RunStandin({"--help"});

@@ -66,6 +66,96 @@ TEST(Rules, EveryKindOfFieldCanBeAskedFor) {
   EXPECT_EQ(standin.Client({"component-manual-move", "-u", uuid, "-n", uuid}).exitValue, 0);
 }
 
+TEST(Rules, TheLogNamesTheRuleThatReplied) {
+  RunningStandin standin(
+      Json{{"rules",
+            {{{"command", "stats"}}, {{"name", "quiet"}, {"command", "info-owner-rebalance"}}}}},
+      {});
+  for (const char* const command : {"info-owner-rebalance", "stats", "what-if-cancel"}) {
+    EXPECT_EQ(standin.Client({command}).exitValue, 0);
+  }
+  EXPECT_EQ(standin.NextLine().at("entry"), "quiet");
+  EXPECT_EQ(standin.NextLine().at("entry"), "rules/0");
+  EXPECT_FALSE(standin.NextLine().contains("entry"));
+}
+
+TEST(Rules, HowOftenARuleIsExpectedToReplyIsCheckedAtTheEnd) {
+  struct Case {
+    Json expect;
+    std::string failure;  ///< with one request
+  };
+  const std::vector<Case> cases = {
+      {{{"exactly", 1}}, ""},
+      {{{"atLeast", 1}}, ""},
+      {{{"atMost", 1}}, ""},
+      {{{"exactly", 2}}, "at least 2"},
+      {{{"atLeast", 2}, {"atMost", 3}}, "at least 2"},
+      {{{"exactly", 0}}, "at most 0"},
+  };
+  for (const Case& test : cases) {
+    RunningStandin standin(
+        Json{{"rules", {{{"name", "poll"}, {"command", "stats"}, {"expect", test.expect}}}}}, {});
+    EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+    const StandinResult result = standin.Stop();
+    EXPECT_EQ(result.exitValue, test.failure.empty() ? 0 : 3);
+    EXPECT_EQ(result.err, test.failure.empty() ? ""
+                                               : "trel-standin: poll replied to 1 request, " +
+                                                     test.failure + " expected\n");
+  }
+}
+
+TEST(Rules, RequestsThatNoRuleMatchesCanBeRefusedAndReportedWithTheNearest) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  RunningStandin standin(
+      Json{{"unmatched", "refuse"},
+           {"rules",
+            {{{"command", "enable-workitem"}, {"fields", {{"workItem", 2}, {"workItemName", "x"}}}},
+             {{"command", "enable-workitem"}, {"fields", {{"workItemName", "MOVE"}}}},
+             {{"command", "crawler"}, {"fields", {{"uuid", uuid}}}}}}},
+      {});
+  EXPECT_EQ(standin.Client({"crawler", "-u", uuid}).exitValue, 0);
+  const ProcessResult run = standin.Client({"enable-workitem", "-i", "REPAIR"});
+  EXPECT_EQ(run.err, "Error received: Failure: no rule of the script matches the request\n");
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err,
+            "trel-standin: no rule matches a request of enable-workitem (code 24); "
+            "the nearest is rules/1:\n"
+            "  workItemName: expected \"MOVE\" (hex 4d4f5645), got \"REPAIR\" (hex 524550414952)\n"
+            "the request was:\n"
+            "000000 00 00 00 18 00 00 00 04 31 33 00 00\n");
+  EXPECT_EQ(result.Events("request").at(1).at("differences").size(), 1U);
+}
+
+TEST(Rules, ThoseThatWereNeverUsedAreListedAtTheEnd) {
+  RunningStandin standin(
+      Json{{"rules", {{{"command", "stats"}}, {{"command", "crawler"}}, {{"name", "last"}}}}}, {});
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0);
+  EXPECT_EQ(result.err, "trel-standin: never used: rules/1, last\n");
+}
+
+TEST(Rules, TheLettersOfAUuidMayBeOfEitherCase) {
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  const std::string upper = "00112233-4455-6677-8899-AABBCCDDEEFF";
+  const RunningStandin standin(
+      Json{{"rules",
+            {{{"command", "crawler"}, {"fields", {{"uuid", upper}}}, {"reply", {{"status", 1}}}},
+             {{"command", "component-manual-move"},
+              {"fields", {{"exclusionList", {upper}}}},
+              {"reply", {{"status", 2}}}},
+             {{"command", "update-treldb"},
+              {"fields", {{"filePath", "/A"}}},
+              {"reply", {{"status", 3}}}}}}},
+      {});
+  EXPECT_EQ(standin.Client({"crawler", "-u", uuid}).exitValue, 1);
+  EXPECT_EQ(standin.Client({"component-manual-move", "-u", uuid, "-x", uuid}).exitValue, 2);
+  EXPECT_EQ(standin.Client({"update-treldb", "-f", "/a"}).exitValue, 0);
+}
+
 TEST(Rules, PayloadsAreTextFileOrHex) {
   const TempFolder folder;
   std::ofstream(folder / "reply.txt") << "from a file";

@@ -36,15 +36,29 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": [{"reply": {"silent": true}}]})", ""},
       {R"({"rules": [{"reply": {"cutHeader": 7, "cutPayload": 0, "length": 4294967295}}]})", ""},
 
+      {R"({"unmatched": "refuse", "rules": [{"name": "one", "expect": {"exactly": 0}}]})", ""},
+      {R"({"unmatched": "reply", "rules": [{"expect": {"atLeast": 1, "atMost": 2}, "times": 1}]})",
+       ""},
+      {R"({"sequence": [{"name": "first", "command": "stats"}]})", ""},
+
+      {R"({"rules": [], "unmatched": "drop"})", "/unmatched: must be reply or refuse"},
+      {R"({"sequence": [], "unmatched": "refuse"})", ": unmatched belongs to rules"},
+      {R"({"rules": [{"expect": {}}]})",
+       "/rules/0/expect: must have exactly, or atLeast, atMost or both"},
+      {R"({"rules": [{"expect": {"exactly": 1, "atMost": 2}}]})",
+       "/rules/0/expect: must have exactly, or atLeast, atMost or both"},
+      {R"({"rules": [{"name": 1}]})", "/rules/0/name: must be a text"},
       {R"([])", ": must be an object"},
       {R"({})", ": must have either rules or a sequence"},
       {R"({"rules": [], "sequence": []})", ": must have either rules or a sequence"},
       {R"({"rules": {}})", "/rules: must be an array"},
-      {R"({"rule": []})", ": unknown member \"rule\", known are: $schema, rules, sequence"},
+      {R"({"rule": []})",
+       ": unknown member \"rule\", known are: $schema, rules, sequence, unmatched"},
       {R"({"rules": [{"comand": "stats"}]})",
-       "/rules/0: unknown member \"comand\", known are: command, fields, reply, times"},
+       "/rules/0: unknown member \"comand\", known are: name, command, fields, reply, times, "
+       "expect"},
       {R"({"sequence": [{"times": 1}]})",
-       "/sequence/0: unknown member \"times\", known are: command, fields, reply"},
+       "/sequence/0: unknown member \"times\", known are: name, command, fields, reply"},
       {R"({"rules": [{"command": "stat"}]})", "/rules/0/command: no command is called \"stat\""},
       {R"({"rules": [{"command": 1}]})", "/rules/0/command: must be a text"},
       {R"({"rules": [{"fields": {}}]})", "/rules/0/fields: needs a command beside it"},
@@ -155,6 +169,27 @@ TEST(Schema, TextThatIsNoJsonIsRefusedWithItsPlace) {
   const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
   EXPECT_EQ(run.exitValue, 2);
   EXPECT_THAT(run.err, testing::HasSubstr("line 2, column 13"));
+}
+
+TEST(Schema, WhatNoSchemaSeesIsRefusedToo) {
+  const TempFolder folder;
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"rules": [], "rules": []})", ": two members are called \"rules\""},
+      {std::string(3000000, '['), ": more than 100 levels of brackets"},
+      {"{\"rules\": [" + std::string(64U << 20U, ' ') + "]}", ": is longer than 64 MiB"},
+      {R"({"rules": [{"expect": {"atLeast": 2, "atMost": 1}}]})",
+       "/rules/0/expect: can never be met"},
+      {R"({"rules": [{"expect": {"exactly": 2}, "times": 1}]})",
+       "/rules/0/expect: can never be met"},
+      {R"({"rules": [{"times": 1e999}]})",
+       ": [json.exception.out_of_range.406] number overflow parsing '1e999'"},
+  };
+  for (const auto& [text, refusal] : cases) {
+    WriteFile(folder / "script", text);
+    const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.exitValue, 2);
+    EXPECT_EQ(run.err, "trel-standin: " + (folder / "script") + refusal + "\n");
+  }
 }
 
 TEST(Schema, AScriptOrPayloadFileThatCannotBeReadIsRefused) {

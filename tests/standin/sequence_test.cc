@@ -61,6 +61,28 @@ TEST(Sequence, AnotherCommandIsADifference) {
             "000000 00 00 00 12 00 00 00 00\n");
 }
 
+TEST(Sequence, AnEntryThatClosesAfterTheHeaderClosesItsOwnCommandOnly) {
+  const Json script = {
+      {"sequence", {{{"command", "crawler"}, {"reply", {{"close", "after-header"}}}}}}};
+  RunningStandin followed(script, {});
+  EXPECT_EQ(followed.Exchange(std::string("\0\0\0\x02\0\0\0\x24", 8)), "");
+  EXPECT_EQ(followed.Stop().exitValue, 0);
+  RunningStandin different(script, {});
+  EXPECT_EQ(different.Client({"what-if-cancel"}).exitValue, 1);
+  EXPECT_EQ(different.Stop().exitValue, 3);
+}
+
+TEST(Sequence, AfterADifferenceItStaysAndRefuses) {
+  RunningStandin standin(TwoRequests(), {});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  const ProcessResult run = standin.Client({"crawler", "-u", UUID});
+  EXPECT_EQ(run.err, "Error received: Failure: the script was not followed before\n");
+  EXPECT_EQ(run.exitValue, 1);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.Events("request").size(), 2U);
+}
+
 TEST(Sequence, ARequestThatNeverCameExitsWith3) {
   RunningStandin standin(TwoRequests(), {});
   EXPECT_EQ(standin.Client({"crawler", "-u", UUID}).exitValue, 0);

@@ -1,0 +1,252 @@
+// How a run ends: a signal is held up by nothing, what is due is still sent, and what could
+// not be written is reported. What holds up the end is found by the tests' time limit.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "core/frame.h"
+#include "core/unix_connect.h"
+#include "core/unix_listener.h"
+#include "support/bytes.h"
+#include "support/client.h"
+#include "support/running_standin.h"
+#include "support/scripted_daemon.h"
+
+namespace tests {
+namespace {
+
+using standin::ConnectTo;
+using standin::Descriptor;
+using standin::EncodeFrame;
+
+constexpr int HOUR = 3600000;
+
+Json Late(const Json& reply) {
+  Json late = reply;
+  late["delay"] = HOUR;
+  return {{"rules", {{{"command", "fix-concats"}, {"reply", late}}}}};
+}
+
+/// Connects and sends a request of fix-concats.
+Descriptor Ask(const RunningStandin& standin) {
+  Descriptor client = ConnectTo(standin.Socket());
+  standin::WriteAll(client.Get(), EncodeFrame(13, ""));
+  return client;
+}
+
+/// Returns once nobody can connect any more: the signal has been seen.
+void AwaitStop(const RunningStandin& standin) {
+  for (;;) {
+    try {
+      (void)ConnectTo(standin.Socket());
+    } catch (const std::system_error&) {
+      return;
+    }
+  }
+}
+
+TEST(End, ComesWithEachSignalAndRemovesTheSocket) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    RunningStandin standin;
+    EXPECT_EQ(standin.Stop(signal).exitValue, 0);
+    EXPECT_FALSE(std::filesystem::exists(standin.Socket()));
+  }
+}
+
+TEST(End, LeavesASocketThatSomebodyElseHasPutInItsPlace) {
+  RunningStandin standin;
+  std::filesystem::remove(standin.Socket());
+  const standin::UnixListener other(standin.Socket());
+  EXPECT_EQ(standin.Stop().exitValue, 0);
+  EXPECT_TRUE(std::filesystem::is_socket(standin.Socket()));
+}
+
+TEST(End, APauseIsCutShortAndTheReplyIsSent) {
+  RunningStandin standin(Late({{"status", 5}, {"text", "late"}}), {});
+  const Descriptor client = Ask(standin);
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+  EXPECT_TRUE(standin.Stop().Events("reply-not-taken").empty());
+  EXPECT_TRUE(SameBytes(EncodeFrame(5, "late"), standin::ReadFrame(client.Get())));
+}
+
+TEST(End, ThePausesOfAStreamAreCutShort) {
+  RunningStandin standin(
+      Late({{"stream", {{{"text", "one "}}, {{"pause", HOUR}, {"text", "two"}}}}}), {});
+  const Descriptor client = Ask(standin);
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+  EXPECT_EQ(standin.Stop().exitValue, 0);
+  EXPECT_EQ(standin::ReadExactly(client.Get(), 100), "one two");
+}
+
+TEST(End, APauseHoldsNoPlaceForAClientThatHasGone) {
+  RunningStandin standin(Late({{"text", "late"}}), {"--max-connections", "1"});
+  {
+    const Descriptor gone = Ask(standin);
+    EXPECT_EQ(standin.NextLine().at("event"), "limit-reached");
+    EXPECT_EQ(standin.NextLine().at("event"), "request");
+  }
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  EXPECT_EQ(standin.NextLine().at("why"), "hung up");
+}
+
+TEST(End, AClientThatOnlySendsNoMoreIsStillRepliedTo) {
+  RunningStandin standin(Json{{"rules", {{{"reply", {{"text", "late"}, {"delay", 20}}}}}}}, {});
+  EXPECT_TRUE(SameBytes(EncodeFrame(0, "late"), standin.Exchange(EncodeFrame(13, ""))));
+}
+
+TEST(End, ComesThoughNobodyReadsTheFifoThatIsItsLog) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
+  const ProcessResult run =
+      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s", "--log", folder / "log"},
+                  .program = StandinPath(),
+                  .whileRunning = [&](pid_t process) {
+                    while (!std::filesystem::exists(folder / "s")) {
+                    }
+                    kill(process, SIGTERM);
+                  }});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "trel-standin: ended before it was ready: nobody reads the log " +
+                         (folder / "log") + "\n");
+  EXPECT_FALSE(std::filesystem::exists(folder / "s"));
+}
+
+TEST(End, AReaderOfTheFirstLineAloneHoldsUpNobodyAndMissesLines) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "out").c_str(), 0600), 0);
+  const Descriptor output(open((folder / "out").c_str(), O_RDWR | O_CLOEXEC));
+  std::string first(9, '\0');
+  const ProcessResult run =
+      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s"},
+                  .program = StandinPath(),
+                  .prepare = [&] { dup2(output.Get(), STDOUT_FILENO); },
+                  .whileRunning =
+                      [&](pid_t process) {
+                        EXPECT_EQ(read(output.Get(), first.data(), first.size()), 9);
+                        for (int request = 0; request < 1000; ++request) {
+                          const Descriptor client = ConnectTo(folder / "s");
+                          standin::WriteAll(client.Get(), EncodeFrame(13, ""));
+                          ASSERT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())))
+                              << request;
+                        }
+                        kill(process, SIGTERM);
+                      }});
+  EXPECT_EQ(first, "ready on ");
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_THAT(run.err, testing::MatchesRegex(
+                           "trel-standin: [0-9]+ lines could not be written: nobody reads them\n"));
+}
+
+/// A listener that accepts nobody, its queue full.
+class BusyDaemon {
+ public:
+  explicit BusyDaemon(const std::string& path) : listener_(path) {
+    listen(listener_.Fd(), 0);
+    queued_ = ConnectTo(path);
+  }
+  standin::UnixListener& Listener() { return listener_; }
+
+ private:
+  standin::UnixListener listener_;
+  Descriptor queued_;
+};
+
+TEST(End, ComesThoughTheDaemonAcceptsNobody) {
+  const TempFolder folder;
+  const BusyDaemon daemon(folder / "d");
+  RunningStandin standin({"--forward", folder / "d"});
+  const Descriptor client = Ask(standin);
+  EXPECT_EQ(standin.NextLine().at("event"), "daemon-busy");
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0);
+  EXPECT_EQ(result.Events("daemon-unreachable").at(0).at("why"),
+            (folder / "d") + ": accepts nobody");
+}
+
+TEST(End, ADaemonThatAcceptsAfterAllIsConnectedToInTheOrderOfTheClients) {
+  const TempFolder folder;
+  BusyDaemon daemon(folder / "d");
+  RunningStandin standin({"--forward", folder / "d"});
+  std::vector<Descriptor> clients;
+  for (std::uint32_t client = 1; client <= 20; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+    standin::WriteAll(clients.back().Get(), EncodeFrame(client, ""));
+    EXPECT_EQ(standin.NextLine().at("event"), "daemon-busy");
+  }
+  (void)daemon.Listener().Accept();
+  for (std::uint32_t client = 1; client <= 20; ++client) {
+    const Descriptor connection = daemon.Listener().Accept();
+    EXPECT_TRUE(SameBytes(EncodeFrame(client, ""), standin::ReadFrame(connection.Get())));
+  }
+}
+
+TEST(End, APathWhoseListenerAcceptsNobodyIsTaken) {
+  const TempFolder folder;
+  const BusyDaemon daemon(folder / "d");
+  const ProcessResult run = RunStandin({"--socket", folder / "d"});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.err, "trel-standin: another process listens on " + (folder / "d") + "\n");
+}
+
+TEST(End, AReplyThatADaemonOwesIsForwarded) {
+  const TempFolder folder;
+  pid_t process = 0;
+  const RunningStandin* running = nullptr;
+  ScriptedDaemon daemon(folder / "d", {standin::ReadRequest{}, standin::Call{[&](int) {
+                                         kill(process, SIGTERM);
+                                         AwaitStop(*running);
+                                       }},
+                                       standin::SendBytes{EncodeFrame(0, "in flight")}});
+  RunningStandin standin({"--forward", folder / "d"});
+  process = standin.Process();
+  running = &standin;
+  const Descriptor client = ConnectTo(standin.Socket());
+  standin::WriteAll(client.Get(), EncodeFrame(35, ""));
+  EXPECT_TRUE(SameBytes(EncodeFrame(0, "in flight"), standin::ReadFrame(client.Get())));
+  EXPECT_EQ(standin.Finish().Events("reply").size(), 1U);
+}
+
+TEST(End, TheCommandIsEndedWithIt) {
+  RunningStandin standin({"--", "sh", "-c", "echo '{}'; exec sleep 1000"});
+  (void)standin.NextLine();
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 4);
+  EXPECT_EQ(result.err, "trel-standin: sh was ended by signal 15\n");
+}
+
+TEST(End, ACommandThatIgnoresTheSignalIsKilledWithItsChildren) {
+  // The pipe of the output ends with the last process that has it.
+  RunningStandin standin({"--", "sh", "-c", "trap '' TERM; sleep 1000 & echo '{}'; wait; wait"});
+  (void)standin.NextLine();
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 4);
+  EXPECT_EQ(result.err, "trel-standin: sh was killed: it did not end on SIGTERM\n");
+}
+
+TEST(End, WhatTheCommandLeavesRunningEndsToo) {
+  RunningStandin standin({"--", "sh", "-c", "sleep 1000 & echo '{}'"});
+  EXPECT_EQ(standin.Finish().exitValue, 0);
+}
+
+TEST(End, OnceServesOneOfTwoThatHaveConnected) {
+  RunningStandin standin({"--once"});
+  const Descriptor first = ConnectTo(standin.Socket());
+  const Descriptor second = ConnectTo(standin.Socket());
+  standin::WriteAll(second.Get(), EncodeFrame(13, ""));
+  standin::WriteAll(first.Get(), EncodeFrame(13, ""));
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(first.Get())));
+  EXPECT_EQ(standin::ReadFrame(second.Get()), "");
+  EXPECT_EQ(standin.Finish().Events("request").size(), 1U);
+}
+
+}  // namespace
+}  // namespace tests

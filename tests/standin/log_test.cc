@@ -1,0 +1,141 @@
+// The log: what it shows of a request, its file, and what it leaves to others.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "core/frame.h"
+#include "support/client.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+using standin::EncodeFrame;
+
+constexpr std::uint32_t LOG_LEVEL = 7;
+
+/// Runs the stand-in with a log and a command, and returns what it has logged.
+std::string LogOf(const TempFolder& folder, const std::vector<std::string>& command,
+                  const std::vector<std::string>& environment = {}) {
+  std::vector<std::string> words = {"trel-standin", "--socket",     folder / "s",
+                                    "--log",        folder / "log", "--"};
+  words.insert(words.end(), command.begin(), command.end());
+  const ProcessResult run =
+      RunProcess({.arguments = words, .environment = environment, .program = StandinPath()});
+  EXPECT_EQ(run.exitValue, 0) << run.err;
+  return ReadFile(folder / "log");
+}
+
+std::vector<std::string> Client(const TempFolder& folder, const std::string& level) {
+  return {ClientPath(), "-s", folder / "s", "log-level", level};
+}
+
+TEST(Log, IsAsciiAndDropsNoByte) {
+  const TempFolder folder;
+  const std::string log = LogOf(
+      folder, Client(folder, "\xff\xc0\xaf\x1b\x7f\u00e9\u202e\u2028\U0001f600\xed\xa0\x80."));
+  EXPECT_THAT(log,
+              testing::HasSubstr("\"level\":\"\\ufffd\\ufffd\\ufffd\\u001b\\u007f\\u00e9\\u202e"
+                                 "\\u2028\\ud83d\\ude00\\ufffd\\ufffd\\ufffd.\""));
+  EXPECT_EQ(log.find_first_not_of("\n !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                  "[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~"),
+            std::string::npos);
+}
+
+TEST(Log, CutsLongTextsAndListsUnlessAllBytesAreWanted) {
+  RunningStandin cut;
+  (void)cut.Exchange(EncodeFrame(LOG_LEVEL, std::string(4096, 'x')));
+  EXPECT_FALSE(cut.NextLine().contains("cut"));
+  (void)cut.Exchange(EncodeFrame(LOG_LEVEL, std::string(5000, 'x')));
+  const Json text = cut.NextLine();
+  EXPECT_EQ(text.at("fields").at("level"), std::string(4096, 'x'));
+  EXPECT_EQ(text.at("cut").dump(), R"({"level":5000})");
+  std::string list = std::string(37 * 200 - 1, 'x');
+  for (std::size_t comma = 36; comma < list.size(); comma += 37) {
+    list[comma] = ',';
+  }
+  EXPECT_EQ(cut.Client({"set-global-exclusion-list", "-x", list}).exitValue, 0);
+  EXPECT_EQ(cut.NextLine().at("cut").dump(), R"({"exclusionList":200})");
+
+  RunningStandin whole({"--hex"});
+  (void)whole.Exchange(EncodeFrame(LOG_LEVEL, std::string(5000, 'x')));
+  const Json line = whole.NextLine();
+  EXPECT_EQ(line.at("fields").at("level"), std::string(5000, 'x'));
+  EXPECT_FALSE(line.contains("cut"));
+}
+
+/// Coordinated universal time in seconds, as the log writes it.
+std::string UtcNow() {
+  const std::time_t now = std::time(nullptr);
+  tm parts{};
+  gmtime_r(&now, &parts);
+  std::array<char, 32> text{};
+  (void)std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  return text.data();
+}
+
+TEST(Log, HasUniversalTimeWhereverItIs) {
+  const TempFolder folder;
+  const std::string before = UtcNow();
+  const Json line = Json::parse(LogOf(folder, Client(folder, "1"), {"TZ=HERE-9"}));
+  const std::string after = UtcNow();
+  const auto time = line.at("time").get<std::string>().substr(0, before.size());
+  EXPECT_LE(before, time);
+  EXPECT_LE(time, after);
+}
+
+TEST(Log, IsAppendedToAndForItsOwnerOnly) {
+  const TempFolder folder;
+  const mode_t mask = umask(0);
+  const std::string first = LogOf(folder, Client(folder, "1"));
+  const std::string both = LogOf(folder, Client(folder, "2"));
+  umask(mask);
+  EXPECT_EQ(both.substr(0, first.size()), first);
+  EXPECT_GT(both.size(), first.size());
+  struct stat found {};
+  EXPECT_EQ(stat((folder / "log").c_str(), &found), 0);
+  EXPECT_EQ(found.st_mode & 07777U, 0600U);
+}
+
+TEST(Log, FollowsNoLink) {
+  const TempFolder folder;
+  std::ofstream(folder / "precious") << "kept";
+  std::filesystem::create_symlink(folder / "precious", folder / "log");
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log"});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.err,
+            "trel-standin: log " + (folder / "log") + ": Too many levels of symbolic links\n");
+  EXPECT_EQ(ReadFile(folder / "precious"), "kept");
+}
+
+TEST(Log, ASocketInItsPlaceIsRefused) {
+  const RunningStandin other;
+  const TempFolder folder;
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", other.Socket()});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_EQ(run.err, "trel-standin: log " + other.Socket() + ": No such device or address\n");
+}
+
+TEST(Log, IsNotInheritedByTheCommand) {
+  const TempFolder folder;
+  EXPECT_EQ(LogOf(folder, {"sh", "-c",
+                           "for fd in /proc/$$/fd/*; do readlink $fd; done | "
+                           "grep -c \"$1\" && exit 1; exit 0",
+                           "sh", folder / "log"}),
+            "");
+}
+
+TEST(Log, TheCommandIgnoresNoSignalThatTheStandInIgnores) {
+  const TempFolder folder;
+  // SIGPIPE is bit 12.
+  EXPECT_EQ(LogOf(folder, {"grep", "-q", "^SigIgn:\t.*[02468ace]...$", "/proc/self/status"}), "");
+}
+
+}  // namespace
+}  // namespace tests
