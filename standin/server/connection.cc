@@ -13,7 +13,7 @@ namespace standin {
 namespace {
 
 /// After so many calls that did not block, the other connections have their turn.
-constexpr unsigned MOST_IN_A_ROW = 16;
+constexpr unsigned MOST_IN_A_ROW = 4;
 
 }  // namespace
 

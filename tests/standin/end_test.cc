@@ -42,17 +42,6 @@ Descriptor Ask(const RunningStandin& standin) {
   return client;
 }
 
-/// Returns once nobody can connect any more: the signal has been seen.
-void AwaitStop(const RunningStandin& standin) {
-  for (;;) {
-    try {
-      (void)ConnectTo(standin.Socket());
-    } catch (const std::system_error&) {
-      return;
-    }
-  }
-}
-
 TEST(End, ComesWithEachSignalAndRemovesTheSocket) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     RunningStandin standin;
@@ -200,17 +189,22 @@ TEST(End, APathWhoseListenerAcceptsNobodyIsTaken) {
 TEST(End, AReplyThatADaemonOwesIsForwarded) {
   const TempFolder folder;
   pid_t process = 0;
-  const RunningStandin* running = nullptr;
+  Descriptor idle;
   ScriptedDaemon daemon(folder / "d", {standin::ReadRequest{}, standin::Call{[&](int) {
                                          kill(process, SIGTERM);
-                                         AwaitStop(*running);
+                                         // The signal has been seen once this one is hung up on.
+                                         EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
                                        }},
                                        standin::SendBytes{EncodeFrame(0, "in flight")}});
   RunningStandin standin({"--forward", folder / "d"});
   process = standin.Process();
-  running = &standin;
+  const std::string request = EncodeFrame(35, "");
   const Descriptor client = ConnectTo(standin.Socket());
-  standin::WriteAll(client.Get(), EncodeFrame(35, ""));
+  standin::WriteAll(client.Get(), request.substr(0, 4));
+  idle = ConnectTo(standin.Socket());
+  standin::WriteAll(idle.Get(), EncodeFrame(30, ""));
+  EXPECT_EQ(standin.NextLine().at("connection"), 2);
+  standin::WriteAll(client.Get(), request.substr(4));
   EXPECT_TRUE(SameBytes(EncodeFrame(0, "in flight"), standin::ReadFrame(client.Get())));
   EXPECT_EQ(standin.Finish().Events("reply").size(), 1U);
 }
@@ -239,10 +233,12 @@ TEST(End, WhatTheCommandLeavesRunningEndsToo) {
 
 TEST(End, OnceServesOneOfTwoThatHaveConnected) {
   RunningStandin standin({"--once"});
+  kill(standin.Process(), SIGSTOP);
   const Descriptor first = ConnectTo(standin.Socket());
   const Descriptor second = ConnectTo(standin.Socket());
   standin::WriteAll(second.Get(), EncodeFrame(13, ""));
   standin::WriteAll(first.Get(), EncodeFrame(13, ""));
+  kill(standin.Process(), SIGCONT);
   EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(first.Get())));
   EXPECT_EQ(standin::ReadFrame(second.Get()), "");
   EXPECT_EQ(standin.Finish().Events("request").size(), 1U);

@@ -1,6 +1,8 @@
 // The stand-in as a server: its socket, its end, its limits, many clients.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -127,6 +129,39 @@ std::pair<std::string, std::vector<ProcessResult>> RaceOfFour() {
     logs += std::filesystem::exists(log) ? ReadFile(log) + "end\n" : "";
   }
   return {logs, refused};
+}
+
+/// Whether the process waits in its event loop.
+bool Waits(pid_t process) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  std::string number;
+  std::string name;
+  char state = 0;
+  std::ifstream(folder + "/stat") >> number >> name >> state;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(folder + "/fd", ignored)) {
+    if (std::filesystem::read_symlink(entry, ignored) == "anon_inode:[eventpoll]") {
+      return state == 'S';
+    }
+  }
+  return false;
+}
+
+TEST(Server, WaitsWhileAnotherOneLooksAtTheFolder) {
+  const TempFolder folder;
+  const std::string path = folder / "s";
+  Descriptor lock(open((folder / ".").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
+  const ProcessResult run =
+      RunProcess({.arguments = {"trel-standin", "--socket", path, "--", "true"},
+                  .program = StandinPath(),
+                  .whileRunning = [&](pid_t process) {
+                    while (!Waits(process)) {
+                    }
+                    EXPECT_FALSE(std::filesystem::exists(path));
+                    lock.Close();
+                  }});
+  EXPECT_EQ(run.exitValue, 0) << run.err;
 }
 
 TEST(Server, OfFourThatStartOnAStaleSocketOneLives) {
