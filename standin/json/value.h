@@ -20,28 +20,30 @@ using List = std::vector<Value>;
 /// Members in their order; a name stands once.
 using Object = std::vector<Member>;
 
+// Its functions are defined once Member is complete.
 struct Value {
-  Value() = default;  ///< null
-  Value(std::nullptr_t /*null*/) {}
-  Value(std::same_as<bool> auto truth) : is(truth) {}
-  Value(std::unsigned_integral auto number) requires(!std::same_as<decltype(number), bool>)
-      : is(std::uint64_t{number}) {}
-  Value(double number) : is(number) {}
-  Value(const char* text) : is(std::string(text)) {}
-  Value(std::string_view text) : is(std::string(text)) {}
-  Value(std::string text) : is(std::move(text)) {}
+  Value();  ///< null
+  Value(std::nullptr_t null);
+  Value(std::same_as<bool> auto truth);
+  Value(std::unsigned_integral auto number) requires(!std::same_as<decltype(number), bool>);
+  Value(double number);
+  Value(const char* text);
+  Value(std::string_view text);
+  Value(std::string text);
   Value(List list);
   Value(Object object);
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
 
   template <typename Type>
   [[nodiscard]] const Type* As() const {
     return std::get_if<Type>(&is);
   }
   /// The text; empty for all other values.
-  [[nodiscard]] std::string_view Text() const {
-    const auto* const text = As<std::string>();
-    return text != nullptr ? std::string_view(*text) : std::string_view();
-  }
+  [[nodiscard]] std::string_view Text() const;
 
   /// A negative number is a double.
   std::variant<std::nullptr_t, bool, std::uint64_t, double, std::string, List, Object> is;
@@ -52,8 +54,28 @@ struct Member {
   Value value;
 };
 
+inline Value::Value() = default;
+inline Value::Value(std::nullptr_t /*null*/) {}
+inline Value::Value(std::same_as<bool> auto truth) : is(truth) {}
+inline Value::Value(std::unsigned_integral auto number) requires(
+    !std::same_as<decltype(number), bool>)
+    : is(std::uint64_t{number}) {}
+inline Value::Value(double number) : is(number) {}
+inline Value::Value(const char* text) : is(std::string(text)) {}
+inline Value::Value(std::string_view text) : is(std::string(text)) {}
+inline Value::Value(std::string text) : is(std::move(text)) {}
 inline Value::Value(List list) : is(std::move(list)) {}
 inline Value::Value(Object object) : is(std::move(object)) {}
+inline Value::Value(const Value& other) = default;
+inline Value::Value(Value&& other) noexcept = default;
+inline Value& Value::operator=(const Value& other) = default;
+inline Value& Value::operator=(Value&& other) noexcept = default;
+inline Value::~Value() = default;
+
+inline std::string_view Value::Text() const {
+  const auto* const text = As<std::string>();
+  return text != nullptr ? std::string_view(*text) : std::string_view();
+}
 
 /// Null if `object` has no such member.
 [[nodiscard]] inline const Value* Find(const Object& object, std::string_view name) {

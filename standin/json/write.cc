@@ -15,6 +15,8 @@ template <typename... Types>
 struct Overloaded : Types... {
   using Types::operator()...;
 };
+template <typename... Types>
+Overloaded(Types...) -> Overloaded<Types...>;
 
 /// Takes the next character off `text`; the replacement for a byte that is no UTF-8.
 char32_t TakeCharacter(std::string_view& text) {
