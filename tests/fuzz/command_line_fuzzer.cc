@@ -38,19 +38,22 @@ constexpr std::size_t MOST_ENTRIES = 2600;
 /// a path. More would make an input of 100 bytes a line of a megabyte.
 constexpr std::size_t MOST_UNFOLDED = 3 * MOST_ENTRIES * ENTRY_SIZE + 8192;
 
+/// The bytes of all words; kept so that an input allocates nothing for them.
+std::string wordBytes;
+
 /// The words of one input, each followed by bytes that nobody may read.
 class Words {
  public:
   explicit Words(std::string_view input) {
-    Unpoison(text_.data(), text_.size());
-    text_.clear();
+    Unpoison(wordBytes.data(), wordBytes.size());
+    wordBytes.clear();
     std::size_t unfoldable = MOST_UNFOLDED;
     std::vector<std::size_t> ends;
     for (;;) {
       const std::size_t end = input.find('\0');
       AppendWord(input.substr(0, end), unfoldable);
-      ends.push_back(text_.size());
-      text_.append(GAP + (GAP - text_.size() % GAP), '?');
+      ends.push_back(wordBytes.size());
+      wordBytes.append(GAP + (GAP - wordBytes.size() % GAP), '?');
       if (end == std::string_view::npos) {
         break;
       }
@@ -58,13 +61,13 @@ class Words {
     }
     std::size_t start = 0;
     for (const std::size_t end : ends) {
-      words_.push_back(&text_[start]);
+      words_.push_back(&wordBytes[start]);
       const std::size_t next = end + GAP + (GAP - end % GAP);
-      Poison(&text_[end], next - end);
+      Poison(&wordBytes[end], next - end);
       start = next;
     }
   }
-  ~Words() { Unpoison(text_.data(), text_.size()); }
+  ~Words() { Unpoison(wordBytes.data(), wordBytes.size()); }
   Words(const Words&) = delete;
   Words& operator=(const Words&) = delete;
 
@@ -76,7 +79,7 @@ class Words {
   /// Appends a word and its terminator.
   static void AppendWord(std::string_view word, std::size_t& unfoldable) {
     if (word.size() < 5 || word[0] != '\x01') {
-      text_.append(word).push_back('\0');
+      wordBytes.append(word).push_back('\0');
       return;
     }
     const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(word[place]); };
@@ -87,20 +90,17 @@ class Words {
         std::min(unfoldable, static_cast<std::size_t>(std::max<std::int64_t>(wanted, 0)));
     unfoldable -= length;
 
-    const std::size_t start = text_.size();
-    text_.append(word.substr(4, length));
-    while (text_.size() < start + length) {
-      const std::size_t held = text_.size() - start;  // a whole number of patterns
-      text_.append(text_, start, std::min(held, start + length - text_.size()));
+    const std::size_t start = wordBytes.size();
+    wordBytes.append(word.substr(4, length));
+    while (wordBytes.size() < start + length) {
+      const std::size_t held = wordBytes.size() - start;  // a whole number of patterns
+      wordBytes.append(wordBytes, start, std::min(held, start + length - wordBytes.size()));
     }
-    text_.push_back('\0');
+    wordBytes.push_back('\0');
   }
 
-  static std::string text_;
   std::vector<char*> words_;
 };
-
-std::string Words::text_;
 
 /// Whether `out` is the help text for a program of this name, by the checked-in file.
 bool IsUsage(std::string_view out, std::string_view name) {
@@ -113,21 +113,20 @@ bool IsUsage(std::string_view out, std::string_view name) {
          out.substr(PLACE).starts_with(name) && out.ends_with(tail);
 }
 
-/// The large requests of a run, zero again for each. They are cleared only if the last
-/// run has used them, which most do not: looking takes less time.
-__attribute__((no_sanitize("address", "memory", "undefined"))) trel::LargeRequests*
-FreshRequests() {
+/// The large requests of a run, zero when it begins.
+trel::LargeRequests& Requests() {
   static trel::LargeRequests requests;
-  static_assert(sizeof requests % sizeof(std::uint64_t) == 0);
-  const auto* words = reinterpret_cast<const std::uint64_t*>(&requests);
-  std::uint64_t used = 0;
-  for (std::size_t index = 0; index < sizeof requests / sizeof *words; ++index) {
-    used |= words[index];
+  return requests;
+}
+
+/// Clears them after a run that has used them: most do not, and it takes longer than
+/// most runs.
+void ClearRequests(const ParsedLine& line) {
+  constexpr std::size_t large = 65536;
+  if (line.Of("uuid-list").given ||
+      (line.command != nullptr && line.command->payload->least > large)) {
+    std::memset(&Requests(), 0, sizeof Requests());
   }
-  if (used != 0) {
-    std::memset(&requests, 0, sizeof requests);
-  }
-  return &requests;
 }
 
 struct Run {
@@ -146,9 +145,9 @@ Run RunOnce(const std::vector<char*>& words) {
   const PrintingIntoSystem printing;
   optind = 0;  // the library starts anew
   Run run;
-  trel::LargeRequests* requests = FreshRequests();
-  run.outcome = Contain(
-      [&] { run.status = trel::RunClient(static_cast<int>(words.size()), argv.get(), *requests); });
+  run.outcome = Contain([&] {
+    run.status = trel::RunClient(static_cast<int>(words.size()), argv.get(), Requests());
+  });
   return run;
 }
 
@@ -204,6 +203,8 @@ void Check(const Words& words) {
         line.fate == Fate::ABORTED ? system.out.empty() : IsUsage(system.out, words.Pointers()[0]),
         "help text");
   }
+
+  ClearRequests(line);
 
   // Only the copies of -j are left to the end of the process, unless that comes
   // in the middle of parsing: then both lists are, too.

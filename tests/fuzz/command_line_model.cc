@@ -114,7 +114,7 @@ class Parser {
     if (text.size() % ENTRY_SIZE != ENTRY_SIZE - 1 && (forUpgrade || !text.empty())) {
       return Message("uuid-list", 0, {text});
     }
-    if (text.size() < option.entries.value() * ENTRY_SIZE) {
+    if (text.size() < option.entries.value_or(0) * ENTRY_SIZE) {
       return std::nullopt;
     }
     if (forUpgrade) {
@@ -125,7 +125,7 @@ class Parser {
   }
 
   Refusal FilePath(const Option& option, std::string_view text) {
-    if (text.size() > option.bytes.value()) {
+    if (text.size() > option.bytes.value_or(0)) {
       return Message(option.name);
     }
     // What a longer path of an earlier -f had after this one stays.

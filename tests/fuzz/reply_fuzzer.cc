@@ -37,7 +37,8 @@ Scene ReadScene(std::string_view input) {
   scene.packetSize = (head(3) & 4) != 0 ? head(4) * 4U + 3U : 0;
   scene.bytes = input.substr(HEAD_SIZE);
   // Half of all inputs are made longer by up to 255 bytes, half by up to 65535.
-  scene.bytes.append(head(6) * ((head(5) & 1) != 0 ? 257U : 1U), static_cast<char>(head(7)));
+  const std::size_t unit = (head(5) & 1) != 0 ? 257 : 1;
+  scene.bytes.append(head(6) * unit, static_cast<char>(head(7)));
   if (scene.packetSize != 0) {
     scene.bytes.resize(std::min<std::size_t>(scene.bytes.size(), 100 * scene.packetSize));
     scene.ending = scene.ending == HangUp::RESET ? HangUp::PLAIN : scene.ending;
