@@ -14,8 +14,8 @@ if(TREL_STATIC)
   if(TREL_STATIC_PIE_WORKS)
     target_link_libraries(trel_static INTERFACE -static-pie)
   else()
-    message(WARNING "TREL_STATIC: the client has a fixed address: this C library cannot start "
-      "static position-independent programs (no rcrt1.o)")
+    message(WARNING "TREL_STATIC: the client has a fixed address: compiler and C library bring no start-up "
+      "code for static position-independent programs")
     target_link_libraries(trel_static INTERFACE -static)
   endif()
 endif()

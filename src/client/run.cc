@@ -34,9 +34,12 @@ static_assert(LESS_THAN_A_LIST < UUID_LIST_CAPACITY);
 
 /// Has the C library take the lists straight from the system, which hands out
 /// zeros. By default it takes 132 KiB at once and clears what it gives of them.
+/// musl has no such options.
 void TuneAllocator() {
+#ifdef M_TOP_PAD
   mallopt(M_TOP_PAD, LESS_THAN_A_LIST);
   mallopt(M_MMAP_THRESHOLD, LESS_THAN_A_LIST);
+#endif
 }
 
 void AllocateLists(ClientOptions& options) {

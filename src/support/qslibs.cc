@@ -35,6 +35,17 @@ char* UtilSafeStrdup0(const char* text) {
   return copy;
 }
 
+/// The C library's description of an error, null if it knows none.
+static const char* DescriptionOf(int error) {
+#ifdef __GLIBC__
+  return strerrordesc_np(error);
+#else
+  // musl gives one text for all numbers that it does not know, 0 among them.
+  const char* description = std::strerror(error);
+  return std::strcmp(description, std::strerror(0)) != 0 ? description : nullptr;
+#endif
+}
+
 const char* QSR_ReturnStatusToString(std::uint32_t status) {
   if (status == trel::STATUS_OK) {
     return "Success";
@@ -49,7 +60,7 @@ const char* QSR_ReturnStatusToString(std::uint32_t status) {
   }
   // Errors are numbered from 1; the C library would call number 0 a success.
   if (error > 0 && error <= INT32_MAX) {
-    const char* description = strerrordesc_np(static_cast<int>(error));
+    const char* description = DescriptionOf(static_cast<int>(error));
     // ETOOMANYREFS alone has the separator of an error line in its description.
     if (description != nullptr && std::strstr(description, ": ") == nullptr) {
       return description;
