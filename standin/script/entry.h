@@ -17,8 +17,8 @@ struct Entry {
   const contract::Command* command = nullptr;  ///< null: any
   Object fields = {};                          ///< the fields that count, with their values
   SharedReply reply = nullptr;                 ///< null: the default one
-  std::optional<std::uint64_t> times = {};  ///< how often a rule may reply
-  std::uint64_t leastUses = 0;              ///< how often it is expected to
+  std::optional<std::uint64_t> times = {};     ///< how often a rule may reply
+  std::uint64_t leastUses = 0;                 ///< how often it is expected to
   std::optional<std::uint64_t> mostUses = {};
   std::uint64_t uses = 0;  ///< how often it has replied
 
