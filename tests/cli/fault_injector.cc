@@ -6,6 +6,7 @@
 //   TREL_CALL_LOG=path             a line for each call, in order
 //   TREL_FAULT=send:2:errno=32     the second send fails and leaves errno 32
 //   TREL_FAULT=recv:1:short=3      the first recv is asked for 3 bytes at most
+//   TREL_FAULT=setsockopt:1:short=1  it sets nothing and returns 1
 //   TREL_GATE=recv:1:path          before the first recv, waits at the FIFO path:
 //                                  until a writer has opened and closed it
 //   TREL_RECEIVE_TIMEOUT_MS=50     in place of the time-out that the client sets
@@ -186,9 +187,15 @@ int setsockopt(int descriptor, int level, int option, const void* value, socklen
   if (state.receiveTimeoutMs != 0) {
     timeout = {.tv_sec = 0, .tv_usec = state.receiveTimeoutMs * 1000L};
   }
-  const int result = verdict.effect == FAIL
-                         ? Failure(verdict, -1)
-                         : next(descriptor, level, option, &timeout, sizeof timeout);
+  int result = 0;
+  if (verdict.effect == FAIL) {
+    result = Failure(verdict, -1);
+  } else if (verdict.effect == SHORT) {
+    result = verdict.number;
+    errno = 0;
+  } else {
+    result = next(descriptor, level, option, &timeout, sizeof timeout);
+  }
   Close(line, verdict, result);
   return result;
 }

@@ -71,6 +71,14 @@ TEST_P(SetupFaults, AFailedTimeoutEndsWithOneForAnyErrno) {
   ExpectFailure("setsockopt:1", "set timeout error");
 }
 
+TEST_P(SetupFaults, AnyResultOfTheTimeoutBut0IsAFailure) {
+  const InjectedResult run = Run("setsockopt:1:short=1");
+  EXPECT_EQ(run.err, "set timeout error: Success\n");
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_FALSE(run.called);
+  EXPECT_EQ(NamesAfterFault(run), "free free");
+}
+
 TEST_P(SetupFaults, AFailedConnectEndsWithOneForAnyErrno) {
   ExpectFailure("connect:1", "connect error");
 }
