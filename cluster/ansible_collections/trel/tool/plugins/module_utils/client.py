@@ -46,15 +46,15 @@ def check_value(name, value):
         refuse_unless(0 < len(value.encode()) <= most, "%s: 1 to %d bytes" % (name, most))
 
 
-def check_words(spec, words):
-    refuse_unless(len(words) <= len(spec["words"]), "too many words")
-    if spec["any_order"]:
-        for word in spec["words"]:
+def check_words(entry, words):
+    refuse_unless(len(words) <= len(entry["words"]), "too many words")
+    if entry["any_order"]:
+        for word in entry["words"]:
             refuse_unless(len(set(words) & set(word["values"])) < 2, "words that exclude each other")
-        known = [value for word in spec["words"] for value in word["values"]]
+        known = [value for word in entry["words"] for value in word["values"]]
         refuse_unless(all(word in known for word in words), "words: one of %s" % ", ".join(known))
         return
-    for word, rule in zip(words, spec["words"]):
+    for word, rule in zip(words, entry["words"]):
         refuse_unless(word in rule["values"] or not rule["number"] or NUMBER.match(word),
                       "words: %r is no number" % word)
 
@@ -83,20 +83,20 @@ def check_needs(check, params):
 
 def command_line(params):
     """The words after the program's name. Raises ArgumentError."""
-    spec = COMMANDS[params["command"]]
+    entry = COMMANDS[params["command"]]
     words = []
     for name, option in OPTIONS.items():
         if not given(params, name):
             continue
-        refuse_unless(name == "socket_path" or name in spec["options"],
+        refuse_unless(name == "socket_path" or name in entry["options"],
                       "%s does not read %s" % (params["command"], name))
         value = params[name]
         check_value(name, value)
         words.append("-" + option["letter"])
         if option["type"] != "none":
             words.append(",".join(value) if isinstance(value, list) else str(value))
-    check_words(spec, params["words"])
-    check_needs(spec["check"], params)
+    check_words(entry, params["words"])
+    check_needs(entry["check"], params)
     refuse_unless(params.get("limit") is None or params["limit"] > 0, "limit: at least 1")
     return words + [params["command"]] + params["words"]
 
