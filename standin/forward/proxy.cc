@@ -67,7 +67,8 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
     shutdown(to.Fd(), SHUT_WR);
     if (conversation.open > 0) {
       // What has been received is delivered; who has gone waits for nothing.
-      held = {};
+      held.clear();
+      held.shrink_to_fit();
       const bool gone = co_await from.AwaitGone();
       if (!gone) {
         co_return;

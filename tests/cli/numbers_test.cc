@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 #include <ostream>
 
@@ -124,7 +125,7 @@ TEST_P(NumberOf, AnExclusionModeIsTestedAfterTheCutAndReportedWithASign) {
   if (!accepted) {
     ExpectRefused(std::string("Failed to parse exclusion mode: ") + text, run);
   } else if (kept > 3) {
-    const long withSign = kept > 0x7fffffff ? long{kept} - 0x100000000 : long{kept};
+    const auto withSign = static_cast<std::int32_t>(kept);
     ExpectRefused("Invalid exclusion mode: " + std::to_string(withSign), run);
   } else {
     ExpectRequest(FromHex("00000022 00017208") + InMemory(kept) + Zeros(94724), run);

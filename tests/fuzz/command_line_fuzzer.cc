@@ -115,7 +115,7 @@ bool IsUsage(std::string_view out, std::string_view name) {
 
 /// The large requests of a run, zero when it begins.
 trel::LargeRequests& Requests() {
-  static trel::LargeRequests requests;
+  static trel::LargeRequests requests{};
   return requests;
 }
 
@@ -125,7 +125,7 @@ void ClearRequests(const ParsedLine& line) {
   constexpr std::size_t large = 65536;
   if (line.Of("uuid-list").given ||
       (line.command != nullptr && line.command->payload->least > large)) {
-    std::memset(&Requests(), 0, sizeof Requests());
+    std::memset(&Requests(), 0, sizeof(trel::LargeRequests));
   }
 }
 

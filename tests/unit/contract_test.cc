@@ -113,7 +113,6 @@ TEST(ContractOfCommands, HasThePayloadThatEachRowSends) {
 }
 
 TEST(ContractOfOptions, HasTheRowsOfTheTableInTheirOrder) {
-  std::string letters;
   std::size_t index = 0;
   for (const contract::Option& stated : contract::Get().options) {
     const option& row = LONG_OPTIONS[index++];
