@@ -309,7 +309,15 @@ std::unique_ptr<Script> MakeScript(const Options& options) {
 int RunStandin(const Options& options) {
   try {
     const std::unique_ptr<Script> script = MakeScript(options);
-    return options.checkOnly ? EXIT_OK : Run(options, *script).Execute();
+    if (!options.checkOnly) {
+      return Run(options, *script).Execute();
+    }
+    const std::string neverReached = script->NeverReached();
+    if (neverReached.empty()) {
+      return EXIT_OK;
+    }
+    Report(neverReached);
+    return EXIT_USAGE;
   } catch (const ScriptError& error) {
     Report(std::string(error.what()) + "\n");
     return EXIT_USAGE;

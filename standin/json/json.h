@@ -11,7 +11,8 @@
 namespace standin {
 
 /// Reads a whole text. Throws std::runtime_error, whose text names line and column, if it
-/// is no JSON, nests deeper than 100 levels, or has two members of one name in an object.
+/// is no JSON, holds a zero byte, nests deeper than 100 levels, has more than a million
+/// values or 1000 members in an object, or two members of one name.
 [[nodiscard]] Value ParseJson(std::string_view text);
 
 /// Whether `text` is JSON, however deep and with whatever names.

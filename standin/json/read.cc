@@ -11,7 +11,10 @@ namespace {
 
 using Library = nlohmann::json;
 
+// What a text may make of memory and time, whatever it holds.
 constexpr std::size_t MOST_LEVELS = 100;
+constexpr std::size_t MOST_VALUES = 1'000'000;
+constexpr std::size_t MOST_MEMBERS = 1000;  ///< of one object
 
 /// Builds a Value. False from an event ends the reading.
 class Builder : public nlohmann::json_sax<Library> {
@@ -38,6 +41,10 @@ class Builder : public nlohmann::json_sax<Library> {
       error_ = "two members are called \"" + name + "\"";
       return false;
     }
+    if (object.size() == MOST_MEMBERS) {
+      error_ = "an object of more than " + std::to_string(MOST_MEMBERS) + " members";
+      return false;
+    }
     name_ = std::move(name);
     return true;
   }
@@ -60,7 +67,13 @@ class Builder : public nlohmann::json_sax<Library> {
   }
   bool Put(Value value) {
     Place() = std::move(value);
-    return true;
+    return Count();
+  }
+  bool Count() {
+    if (++values_ > MOST_VALUES) {
+      error_ = "more than " + std::to_string(MOST_VALUES) + " values";
+    }
+    return error_.empty();
   }
   bool Open(Value value) {
     if (open_.size() == MOST_LEVELS) {
@@ -71,7 +84,7 @@ class Builder : public nlohmann::json_sax<Library> {
     place = std::move(value);
     // A value that is open is the last of its parent: nothing moves it.
     open_.push_back(&place);
-    return true;
+    return Count();
   }
   bool Close() {
     open_.pop_back();
@@ -82,11 +95,17 @@ class Builder : public nlohmann::json_sax<Library> {
   std::vector<Value*> open_;
   std::string name_;
   std::string error_;
+  std::size_t values_ = 0;
 };
 
 }  // namespace
 
 Value ParseJson(std::string_view text) {
+  // The library would take it for the end.
+  const std::size_t zero = text.find('\0');
+  if (zero != std::string_view::npos) {
+    throw std::runtime_error("a zero byte after " + std::to_string(zero) + " bytes");
+  }
   Builder builder;
   if (!Library::sax_parse(text, &builder)) {
     throw std::runtime_error(builder.Error());

@@ -3,68 +3,83 @@
 #include "script/entry.h"
 
 #include <algorithm>
-#include <cctype>
-#include <string_view>
-
-#include "core/hex.h"
-#include "json/json.h"
 
 namespace standin {
 namespace {
 
-std::string Shown(const Value& value) {
-  const auto* const text = value.As<std::string>();
-  return ToJson(value) + (text != nullptr ? " (hex " + ToHex(*text) + ")" : "");
+std::string CodeOf(const contract::Command& command) {
+  return command.word + " (code " + std::to_string(command.code) + ")";
 }
 
-/// Letters of a UUID may be of either case.
-bool AreSameUuid(std::string_view one, std::string_view other) {
-  const auto isUuidLetter = [](char character) {
-    return std::isxdigit(static_cast<unsigned char>(character)) != 0 || character == '-';
-  };
-  return one.size() == 36 && one[8] == '-' && std::all_of(one.begin(), one.end(), isUuidLetter) &&
-         std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
-           return std::tolower(static_cast<unsigned char>(a)) ==
-                  std::tolower(static_cast<unsigned char>(b));
-         });
-}
-
-bool Matches(const Value& expected, const Value& got) {
-  const auto* const list = expected.As<List>();
-  const auto* const gotList = got.As<List>();
-  if (list != nullptr && gotList != nullptr) {
-    return std::equal(list->begin(), list->end(), gotList->begin(), gotList->end(), Matches);
-  }
-  return expected == got || AreSameUuid(expected.Text(), got.Text());
+bool IsSameMatcher(const Matcher& one, const Matcher& other) {
+  return one.expressionText == other.expressionText && one.min == other.min &&
+         one.max == other.max && one.captured == other.captured &&
+         std::equal(one.oneOf.begin(), one.oneOf.end(), other.oneOf.begin(), other.oneOf.end(),
+                    AreSame);
 }
 
 }  // namespace
 
 std::string CommandOf(const Request& request) {
-  return (request.command != nullptr ? request.command->word : "no command") + " (code " +
-         std::to_string(request.header.word) + ")";
+  return request.command != nullptr
+             ? CodeOf(*request.command)
+             : "no command (code " + std::to_string(request.header.word) + ")";
 }
 
-std::vector<std::string> Differences(const Entry& entry, const Request& request) {
+std::vector<std::string> Differences(const Entry& entry, const Request& request,
+                                     const Memory& memory) {
   std::vector<std::string> differences;
   if (entry.command != nullptr && entry.command != request.command) {
-    differences.push_back("command: expected " + entry.command->word + " (code " +
-                          std::to_string(entry.command->code) + "), got " + CommandOf(request));
+    differences.push_back("command: expected " + CodeOf(*entry.command) + ", got " +
+                          CommandOf(request));
     return differences;
   }
-  for (const auto& [name, expected] : entry.fields) {
+  for (const auto& [name, matcher] : entry.fields) {
     const Value* const got = Find(request.fields, name);
-    if (got == nullptr) {
-      differences.push_back(name + ": expected " + Shown(expected) + ", the payload is too short");
-    } else if (!Matches(expected, *got)) {
-      differences.push_back(name + ": expected " + Shown(expected) + ", got " + Shown(*got));
+    if (got == nullptr || !Matches(matcher, *got, memory.captures)) {
+      differences.push_back(
+          name + ": expected " + Describe(matcher, memory.captures) +
+          (got != nullptr ? ", got " + Shown(*got) : ", the payload is too short"));
     }
+  }
+  if (entry.IsUsedUp()) {
+    differences.emplace_back("it may reply no more");
+  }
+  if (!entry.when.empty() && entry.when != memory.state) {
+    differences.push_back("state: expected " + entry.when + ", it is " +
+                          (memory.state.empty() ? "none" : memory.state));
   }
   return differences;
 }
 
-SharedReply ReplyOf(const Entry& entry, const Request& request) {
-  return entry.reply ? entry.reply : DefaultReply(request);
+bool Covers(const Entry& first, const Entry& second) {
+  if (first.times || (!first.when.empty() && first.when != second.when)) {
+    return false;
+  }
+  const bool atConnect = first.Is(Reply::Type::CLOSE_BEFORE_READING);
+  if (atConnect || second.Is(Reply::Type::CLOSE_BEFORE_READING)) {
+    return atConnect;
+  }
+  return (first.command == nullptr || first.command == second.command) &&
+         std::all_of(first.fields.begin(), first.fields.end(), [&](const FieldMatcher& field) {
+           return std::any_of(
+               second.fields.begin(), second.fields.end(), [&](const FieldMatcher& other) {
+                 return field.name == other.name && IsSameMatcher(field.matcher, other.matcher);
+               });
+         });
+}
+
+std::string CountFailure(const Entry& entry) {
+  const bool tooMany = entry.mostUses && entry.uses > *entry.mostUses;
+  if (!tooMany && entry.uses >= entry.leastUses) {
+    return "";
+  }
+  return entry.name + " (" + (entry.command != nullptr ? entry.command->word : "any command") +
+         ") replied to " + std::to_string(entry.uses) +
+         (entry.uses == 1 ? " request, " : " requests, ") +
+         (tooMany ? "at most " + std::to_string(*entry.mostUses)
+                  : "at least " + std::to_string(entry.leastUses)) +
+         " expected";
 }
 
 }  // namespace standin

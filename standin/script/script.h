@@ -1,5 +1,5 @@
-// Where the server gets its replies from: the default ones, a script's rules, or a
-// script's strict sequence. Asked in the order of the requests.
+// Where the server gets its replies from: the default ones, or the entries of a script.
+// Asked in the order of the requests.
 
 #ifndef STANDIN_SCRIPT_SCRIPT_H
 #define STANDIN_SCRIPT_SCRIPT_H
@@ -36,6 +36,8 @@ class Script {
 
   /// Once no more clients come: what was missing or different, empty if nothing.
   [[nodiscard]] virtual std::string Failure() const { return ""; }
+  /// What can never match, a line for each entry; empty if nothing.
+  [[nodiscard]] virtual std::string NeverReached() const { return ""; }
   /// One line for a person once no more clients come; may be empty.
   [[nodiscard]] virtual std::string Summary() const { return ""; }
 };

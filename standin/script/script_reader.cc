@@ -1,4 +1,4 @@
-// Reads the file, its two forms, and the entries of both.
+// Reads the file, its three forms, and the entries of both.
 
 #include "script/script_reader.h"
 
@@ -10,11 +10,11 @@
 
 #include "contract/contract.h"
 #include "json/json.h"
-#include "script/entry.h"
+#include "script/entries.h"
 #include "script/json_reader.h"
+#include "script/matcher_reader.h"
+#include "script/names.h"
 #include "script/reply_reader.h"
-#include "script/rules.h"
-#include "script/sequence.h"
 
 namespace standin {
 namespace {
@@ -50,46 +50,22 @@ Value ParseFile(const std::string& path) {
   }
 }
 
-void CheckType(const JsonReader& json, contract::ValueKind type) {
-  const Value& value = json.Get();
-  switch (type) {
-    case contract::ValueKind::TEXT:
-      (void)json.Text();
-      break;
-    case contract::ValueKind::NATURAL:
-      (void)json.Natural(0, std::numeric_limits<std::uint64_t>::max());
-      break;
-    case contract::ValueKind::NUMBER:
-      if (value.As<double>() == nullptr && value.As<std::uint64_t>() == nullptr &&
-          value.Text() != "nan" && value.Text() != "inf" && value.Text() != "-inf") {
-        json.Refuse("must be a number, or nan, inf or -inf as a text");
-      }
-      break;
-    case contract::ValueKind::LIST:
-      json.ForEachItem([](const JsonReader& item) { (void)item.Text(); });
-      break;
-  }
-}
-
-void CheckField(const contract::Command& command, const std::string& name, const JsonReader& json) {
-  std::string known;
-  for (const contract::Field& field : command.payload->fields) {
-    if (field.name == name) {
-      return CheckType(json, field.value);
-    }
-    known += (known.empty() ? "" : ", ") + field.name;
-  }
-  json.Refuse(command.word + " has no field of this name, but " + (known.empty() ? "none" : known));
-}
-
 void ReadFields(const JsonReader& json, Entry& entry) {
   if (entry.command == nullptr) {
     json.Refuse("needs a command beside it");
   }
   json.ForEachMember([&](const std::string& name, const JsonReader& member) {
-    CheckField(*entry.command, name, member);
+    const contract::Field* const field = entry.command->payload->FieldNamed(name);
+    if (field == nullptr) {
+      std::string known;
+      for (const contract::Field& other : entry.command->payload->fields) {
+        known += (known.empty() ? "" : ", ") + other.name;
+      }
+      member.Refuse(entry.command->word + " has no field of this name, but " +
+                    (known.empty() ? "none" : known));
+    }
+    entry.fields.push_back({name, ReadMatcher(member, *field)});
   });
-  entry.fields = *json.Get().As<Object>();
 }
 
 /// A reply that comes early cannot depend on what has not been read by then.
@@ -102,34 +78,34 @@ void CheckMoment(const JsonReader& json, const Entry& entry) {
   }
 }
 
-/// How often a rule is expected to reply.
+/// How often an entry is expected to reply.
 void ReadExpect(const JsonReader& json, Entry& entry) {
   json.OnlyMembers({"exactly", "atLeast", "atMost"});
-  const auto number = [&](std::string_view name) {
-    return json.Member(name).Natural(0, MOST_TIMES);
+  const auto number = [&](std::string_view name) -> std::optional<std::uint64_t> {
+    return json.Has(name) ? std::optional(json.Member(name).Natural(0, MOST_TIMES)) : std::nullopt;
   };
   if (json.Has("exactly") == (json.Has("atLeast") || json.Has("atMost"))) {
     json.Refuse("must have exactly, or atLeast, atMost or both");
   }
-  if (json.Has("exactly")) {
-    entry.leastUses = number("exactly");
-    entry.mostUses = entry.leastUses;
-  }
-  if (json.Has("atLeast")) {
-    entry.leastUses = number("atLeast");
-  }
-  if (json.Has("atMost")) {
-    entry.mostUses = number("atMost");
-  }
-  if ((entry.mostUses && *entry.mostUses < entry.leastUses) ||
-      (entry.times && *entry.times < entry.leastUses)) {
+  const std::optional<std::uint64_t> exactly = number("exactly");
+  entry.leastUses = exactly ? *exactly : number("atLeast").value_or(0);
+  entry.mostUses = exactly ? exactly : number("atMost");
+  if (entry.mostUses && *entry.mostUses < entry.leastUses) {
     json.Refuse("can never be met");
   }
 }
 
+std::string ReadName(const JsonReader& json, const char* member) {
+  const std::string& name = json.Member(member).Text();
+  if (name.empty()) {
+    json.Member(member).Refuse("must be a name");
+  }
+  return name;
+}
+
 Entry ReadEntry(const JsonReader& json, const std::string& place) {
   Entry entry;
-  entry.name = json.Has("name") ? json.Member("name").Text() : place;
+  entry.name = json.Has("name") ? ReadName(json, "name") : place;
   if (json.Has("command")) {
     const JsonReader word = json.Member("command");
     entry.command = contract::Get().CommandOfWord(word.Text());
@@ -143,36 +119,88 @@ Entry ReadEntry(const JsonReader& json, const std::string& place) {
   if (json.Has("reply")) {
     entry.reply = std::make_shared<Reply>(ReadReply(json.Member("reply")));
   }
-  if (json.Has("times")) {
-    entry.times = json.Member("times").Natural(1, MOST_TIMES);
-  }
-  if (json.Has("expect")) {
-    ReadExpect(json.Member("expect"), entry);
-  }
   CheckMoment(json, entry);
   return entry;
 }
 
-std::vector<Entry> ReadEntries(const JsonReader& json, const std::string& name,
-                               std::initializer_list<std::string_view> members) {
-  std::vector<Entry> entries;
-  json.Member(name).ForEachItem([&](const JsonReader& entry) {
-    entry.OnlyMembers(members);
-    entries.push_back(ReadEntry(entry, name + "/" + std::to_string(entries.size())));
-  });
-  return entries;
+Entry ReadRule(const JsonReader& json, const std::string& place) {
+  json.OnlyMembers({"name", "command", "fields", "reply", "when", "then", "times", "expect"});
+  Entry rule = ReadEntry(json, place);
+  if (json.Has("when")) {
+    rule.when = ReadName(json, "when");
+  }
+  if (json.Has("then")) {
+    rule.then = ReadName(json, "then");
+  }
+  if (json.Has("times")) {
+    rule.times = json.Member("times").Natural(1, MOST_TIMES);
+  }
+  if (json.Has("expect")) {
+    ReadExpect(json.Member("expect"), rule);
+    if (rule.when.empty() && rule.times && *rule.times < rule.leastUses) {
+      json.Member("expect").Refuse("can never be met");
+    }
+  }
+  return rule;
 }
 
-/// Whether requests that no rule matches are refused.
-bool ReadUnmatched(const JsonReader& json) {
+/// An entry of a sequence: unless it expects otherwise, it comes once.
+Entry ReadStep(const JsonReader& json, const std::string& place) {
+  json.OnlyMembers({"name", "command", "fields", "reply", "expect"});
+  Entry step = ReadEntry(json, place);
+  step.leastUses = 1;
+  step.mostUses = 1;
+  if (json.Has("expect")) {
+    ReadExpect(json.Member("expect"), step);
+  }
+  if (step.mostUses == 0) {
+    json.Member("expect").Refuse("can never match: no request is expected");
+  }
+  step.times = step.mostUses;
+  return step;
+}
+
+/// `json`: an array. `place`: its name.
+template <typename ReadOne>
+Group ReadGroup(const JsonReader& json, const std::string& place, ReadOne readOne) {
+  Group group;
+  json.ForEachItem([&](const JsonReader& item) {
+    group.push_back(readOne(item, place + "/" + std::to_string(group.size())));
+  });
+  return group;
+}
+
+Sequence ReadSequence(const JsonReader& json, const std::string& place) {
+  Sequence sequence;
+  json.ForEachItem([&](const JsonReader& item) {
+    const std::string name = place + "/" + std::to_string(sequence.groups.size());
+    if (item.Has("anyOrder")) {
+      item.OnlyMembers({"anyOrder"});
+      sequence.groups.push_back(ReadGroup(item.Member("anyOrder"), name, ReadStep));
+    } else {
+      sequence.groups.push_back({ReadStep(item, name)});
+    }
+  });
+  return sequence;
+}
+
+std::vector<Sequence> ReadSequences(const JsonReader& json) {
+  std::vector<Sequence> sequences;
+  json.ForEachItem([&](const JsonReader& item) {
+    sequences.push_back(ReadSequence(item, "sequences/" + std::to_string(sequences.size())));
+  });
+  return sequences;
+}
+
+Unmatched ReadUnmatched(const JsonReader& json) {
   if (!json.Has("unmatched")) {
-    return false;
+    return Unmatched::REPLY;
   }
   const std::string& word = json.Member("unmatched").Text();
   if (word != "reply" && word != "refuse") {
     json.Member("unmatched").Refuse("must be reply or refuse");
   }
-  return word == "refuse";
+  return word == "refuse" ? Unmatched::REFUSE : Unmatched::REPLY;
 }
 
 }  // namespace
@@ -180,23 +208,27 @@ bool ReadUnmatched(const JsonReader& json) {
 std::unique_ptr<Script> ReadScript(const std::string& path) {
   const Value document = ParseFile(path);
   const JsonReader json(document, path, std::filesystem::path(path).parent_path());
-  json.OnlyMembers({"$schema", "rules", "sequence", "unmatched"});
+  json.OnlyMembers({"$schema", "rules", "sequence", "sequences", "unmatched", "state"});
   if (json.Has("$schema")) {
     (void)json.Member("$schema").Text();
   }
-  if (json.Has("rules") == json.Has("sequence")) {
-    json.Refuse("must have either rules or a sequence");
+  if (json.Has("rules") + json.Has("sequence") + json.Has("sequences") != 1) {
+    json.Refuse("must have one of rules, sequence and sequences");
+  }
+  if (!json.Has("rules") && (json.Has("unmatched") || json.Has("state"))) {
+    json.Refuse("unmatched and state belong to rules");
   }
   if (json.Has("rules")) {
-    return std::make_unique<Rules>(
-        ReadEntries(json, "rules", {"name", "command", "fields", "reply", "times", "expect"}),
-        ReadUnmatched(json));
+    std::vector<Sequence> rules = {{{ReadGroup(json.Member("rules"), "rules", ReadRule)}}};
+    const std::string state = json.Has("state") ? ReadName(json, "state") : "";
+    CheckNames(json, rules, state);
+    return std::make_unique<Entries>(std::move(rules), ReadUnmatched(json), state);
   }
-  if (json.Has("unmatched")) {
-    json.Refuse("unmatched belongs to rules");
-  }
-  return std::make_unique<Sequence>(
-      ReadEntries(json, "sequence", {"name", "command", "fields", "reply"}));
+  std::vector<Sequence> sequences =
+      json.Has("sequences") ? ReadSequences(json.Member("sequences"))
+                            : std::vector{ReadSequence(json.Member("sequence"), "sequence")};
+  CheckNames(json, sequences, "");
+  return std::make_unique<Entries>(std::move(sequences), Unmatched::REFUSE_ALL, "");
 }
 
 }  // namespace standin

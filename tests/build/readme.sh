@@ -20,7 +20,7 @@ build="\"$2\"" drawer="\"$folder\"/drawer"
 lines=${lines//build\/demo/"$build"}
 lines=${lines//\/tmp\/drawer/"$drawer"}
 text=$(bash -euc "$(tail -n +2 <<<"$lines")" 2>&1)
-for part in 'the script was followed: 3 of 3 requests' '"workItemName":"PROACTIVE_REBALANCE"' \
+for part in 'the script was followed: 3 requests' '"workItemName":"PROACTIVE_REBALANCE"' \
   '"decomMode":2' '{"feasible":true}'; do
   [[ $text == *"$part"* ]] || {
     printf 'not shown: %s\n%s\n' "$part" "$text" >&2

@@ -98,9 +98,10 @@ TEST(Rules, HowOftenARuleIsExpectedToReplyIsCheckedAtTheEnd) {
     EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
     const StandinResult result = standin.Stop();
     EXPECT_EQ(result.exitValue, test.failure.empty() ? 0 : 3);
-    EXPECT_EQ(result.err, test.failure.empty() ? ""
-                                               : "trel-standin: poll replied to 1 request, " +
-                                                     test.failure + " expected\n");
+    EXPECT_EQ(result.err, test.failure.empty()
+                              ? ""
+                              : "trel-standin: poll (stats) replied to 1 request, " + test.failure +
+                                    " expected\n");
   }
 }
 
@@ -109,7 +110,8 @@ TEST(Rules, RequestsThatNoRuleMatchesCanBeRefusedAndReportedWithTheNearest) {
   RunningStandin standin(
       Json{{"unmatched", "refuse"},
            {"rules",
-            {{{"command", "enable-workitem"}, {"fields", {{"workItem", 2}, {"workItemName", "x"}}}},
+            {{{"command", "enable-workitem"},
+              {"fields", {{"workItem", 2}, {"workItemName", "CHANGE"}}}},
              {{"command", "enable-workitem"}, {"fields", {{"workItemName", "MOVE"}}}},
              {{"command", "crawler"}, {"fields", {{"uuid", uuid}}}}}}},
       {});

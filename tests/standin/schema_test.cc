@@ -23,7 +23,7 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"$schema": "trel-standin-script.schema.json", "rules": [{}]})", ""},
       {R"({"rules": [{"reply": {}}]})", ""},
       {R"({"rules": [{"reply": {"status": "0x2bad0005", "hex": "00 ff"}}]})", ""},
-      {R"({"rules": [{"command": "crawler", "fields": {"uuid": "x"}, "times": 1}]})", ""},
+      {R"({"rules": [{"command": "crawler", "fields": {}, "times": 1}]})", ""},
       {R"({"rules": [{"command": "block-cdb-cb", "fields": {"eventName": "add"}}]})", ""},
       {R"({"rules": [{"command": "start-proactive-rebalance",
                       "fields": {"varianceThreshold": "nan"}}]})",
@@ -41,24 +41,83 @@ const std::vector<ScriptCase>& Scripts() {
        ""},
       {R"({"sequence": [{"name": "first", "command": "stats"}]})", ""},
 
+      {R"({"sequence": [{"anyOrder": [{"command": "stats"}, {"expect": {"atMost": 3}}]}]})", ""},
+      {R"({"sequences": [[{"command": "stats"}], [{"anyOrder": []}]]})", ""},
+      {R"({"state": "a", "rules": [{"when": "a", "then": "b"}, {"when": "b"}]})", ""},
+      {R"({"rules": [{"command": "crawler",
+                      "fields": {"uuid": {"matches": "^00", "capture": "id"}}}]})",
+       ""},
+      {R"({"rules": [{"command": "start-proactive-rebalance",
+                      "fields": {"varianceThreshold": {"min": 0, "max": 0.5},
+                                 "timeSpan": {"oneOf": [60, 3600]},
+                                 "timeThreshold": {"any": true}}}]})",
+       ""},
+      {R"({"rules": [{"command": "what-if-upgrade",
+                      "fields": {"uuidList": {"oneOf": [["a"], []]}}}]})",
+       ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"captured": "id"}}},
+                     {"command": "info-rebalance", "fields": {"uuid": {"capture": "id"}}}]})",
+       ""},
+
+      {R"({"sequence": [{"anyOrder": [], "name": "x"}]})",
+       "/sequence/0: unknown member \"name\", known are: anyOrder"},
+      {R"({"sequence": [{"anyOrder": [{"anyOrder": []}]}]})",
+       "/sequence/0/anyOrder/0: unknown member \"anyOrder\", known are: name, command, fields, "
+       "reply, expect"},
+      {R"({"sequences": [{}]})", "/sequences/0: must be an array"},
+      {R"({"rules": [{"name": ""}]})", "/rules/0/name: must be a name"},
+      {R"({"rules": [{"then": ""}]})", "/rules/0/then: must be a name"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": "*"}}]})",
+       "/rules/0/fields/uuid: must be a UUID, such as 00112233-4455-6677-8899-aabbccddeeff"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"oneOf": ["*"]}}}]})",
+       "/rules/0/fields/uuid/oneOf/0: must be a UUID, such as "
+       "00112233-4455-6677-8899-aabbccddeeff"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"oneOf": []}}}]})",
+       "/rules/0/fields/uuid/oneOf: can never match: it is empty"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {}}}]})",
+       "/rules/0/fields/uuid: has no condition; any value is {\"any\": true}"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"any": false}}}]})",
+       "/rules/0/fields/uuid/any: must be true"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"min": 1}}}]})",
+       "/rules/0/fields/uuid: unknown member \"min\", known are: any, oneOf, matches, capture, "
+       "captured"},
+      {R"({"rules": [{"command": "enable-workitem", "fields": {"workItem": {"matches": "1"}}}]})",
+       "/rules/0/fields/workItem: unknown member \"matches\", known are: any, oneOf, min, max, "
+       "capture, captured"},
+      {R"({"rules": [{"command": "enable-workitem", "fields": {"workItem": 10000}}]})",
+       "/rules/0/fields/workItem: must be a whole number from 0 to 9999"},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"wipeDisk": {"max": 256}}}]})",
+       "/rules/0/fields/wipeDisk/max: must be a whole number from 0 to 255"},
+      {R"({"rules": [{"command": "start-proactive-rebalance",
+                      "fields": {"varianceThreshold": {"min": "nan"}}}]})",
+       "/rules/0/fields/varianceThreshold/min: must be a number"},
+      {R"({"rules": [{"command": "block-cdb-cb", "fields": {"eventName": "ad"}}]})",
+       "/rules/0/fields/eventName: must be empty or one of update, add, delete"},
+      {R"({"rules": [{"command": "update-treldb", "fields": {"filePath": "a\u0000b"}}]})",
+       "/rules/0/fields/filePath: must have no zero byte: it would end the text"},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": ["a,b"]}}]})",
+       "/rules/0/fields/uuidList/0: must have no comma and no zero byte: they end an item"},
+
       {R"({"rules": [], "unmatched": "drop"})", "/unmatched: must be reply or refuse"},
-      {R"({"sequence": [], "unmatched": "refuse"})", ": unmatched belongs to rules"},
+      {R"({"sequence": [], "unmatched": "refuse"})", ": unmatched and state belong to rules"},
+      {R"({"sequences": [], "state": "a"})", ": unmatched and state belong to rules"},
       {R"({"rules": [{"expect": {}}]})",
        "/rules/0/expect: must have exactly, or atLeast, atMost or both"},
       {R"({"rules": [{"expect": {"exactly": 1, "atMost": 2}}]})",
        "/rules/0/expect: must have exactly, or atLeast, atMost or both"},
       {R"({"rules": [{"name": 1}]})", "/rules/0/name: must be a text"},
       {R"([])", ": must be an object"},
-      {R"({})", ": must have either rules or a sequence"},
-      {R"({"rules": [], "sequence": []})", ": must have either rules or a sequence"},
+      {R"({})", ": must have one of rules, sequence and sequences"},
+      {R"({"rules": [], "sequence": []})", ": must have one of rules, sequence and sequences"},
       {R"({"rules": {}})", "/rules: must be an array"},
       {R"({"rule": []})",
-       ": unknown member \"rule\", known are: $schema, rules, sequence, unmatched"},
+       ": unknown member \"rule\", known are: $schema, rules, sequence, sequences, "
+       "unmatched, state"},
       {R"({"rules": [{"comand": "stats"}]})",
-       "/rules/0: unknown member \"comand\", known are: name, command, fields, reply, times, "
-       "expect"},
+       "/rules/0: unknown member \"comand\", known are: name, command, fields, reply, when, "
+       "then, times, expect"},
       {R"({"sequence": [{"times": 1}]})",
-       "/sequence/0: unknown member \"times\", known are: name, command, fields, reply"},
+       "/sequence/0: unknown member \"times\", known are: name, command, fields, reply, expect"},
       {R"({"rules": [{"command": "stat"}]})", "/rules/0/command: no command is called \"stat\""},
       {R"({"rules": [{"command": 1}]})", "/rules/0/command: must be a text"},
       {R"({"rules": [{"fields": {}}]})", "/rules/0/fields: needs a command beside it"},
@@ -70,7 +129,7 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": [{"command": "crawler", "fields": {"uuid": 1}}]})",
        "/rules/0/fields/uuid: must be a text"},
       {R"({"rules": [{"command": "what-if-upgrade", "fields": {"reason": -1}}]})",
-       "/rules/0/fields/reason: must be a whole number from 0 to 18446744073709551615"},
+       "/rules/0/fields/reason: must be a whole number from 0 to 4294967295"},
       {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": "a"}}]})",
        "/rules/0/fields/uuidList: must be an array"},
       {R"({"rules": [{"command": "start-proactive-rebalance",
@@ -171,6 +230,22 @@ TEST(Schema, TextThatIsNoJsonIsRefusedWithItsPlace) {
   EXPECT_THAT(run.err, testing::HasSubstr("line 2, column 13"));
 }
 
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  for (int count = 0; count < times; ++count) {
+    all += text;
+  }
+  return all;
+}
+
+std::string ManyMembers(int count) {
+  std::string all;
+  for (int member = 0; member < count; ++member) {
+    all += (member > 0 ? ",\"" : "\"") + std::to_string(member) + "\":0";
+  }
+  return all;
+}
+
 TEST(Schema, WhatNoSchemaSeesIsRefusedToo) {
   const TempFolder folder;
   const std::vector<std::pair<std::string, std::string>> cases = {
@@ -181,6 +256,24 @@ TEST(Schema, WhatNoSchemaSeesIsRefusedToo) {
        "/rules/0/expect: can never be met"},
       {R"({"rules": [{"expect": {"exactly": 2}, "times": 1}]})",
        "/rules/0/expect: can never be met"},
+      {R"({"sequence": [{"expect": {"exactly": 0}}]})",
+       "/sequence/0/expect: can never match: no request is expected"},
+      {R"({"rules": [{"when": "done"}, {"then": "running"}]})",
+       ": rules/0 can never match: nothing sets the state done"},
+      {R"({"sequence": [{"command": "crawler", "fields": {"uuid": {"captured": "id"}}},
+                        {"command": "crawler", "fields": {"uuid": {"capture": "id"}}}]})",
+       ": sequence/0 can never match: no entry before it captures id"},
+      {R"({"rules": [{"command": "crawler",
+                      "fields": {"uuid": {"captured": "id", "capture": "id"}}}]})",
+       ": rules/0 can never match: no entry before it captures id"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "("}}}]})",
+       "/rules/0/fields/uuid/matches: is no extended regular expression: Unmatched ( or \\("},
+      {R"({"rules": [{"command": "enable-workitem",
+                      "fields": {"workItem": {"min": 2, "max": 1}}}]})",
+       "/rules/0/fields/workItem: can never match: max is less than min"},
+      {R"({"rules": []})" + std::string("\0{}", 3), ": a zero byte after 13 bytes"},
+      {"[" + Repeated("0,", 1000000) + "0]", ": more than 1000000 values"},
+      {"{" + ManyMembers(1001) + "}", ": an object of more than 1000 members"},
       {R"({"rules": [{"times": 1e999}]})",
        ": [json.exception.out_of_range.406] number overflow parsing '1e999'"},
   };
@@ -189,6 +282,42 @@ TEST(Schema, WhatNoSchemaSeesIsRefusedToo) {
     const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
     EXPECT_EQ(run.exitValue, 2);
     EXPECT_EQ(run.err, "trel-standin: " + (folder / "script") + refusal + "\n");
+  }
+}
+
+TEST(Schema, TheCheckListsEntriesThatAreNeverReached) {
+  const TempFolder folder;
+  // Each of these entries is behind one that matches all that it does.
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"rules": [{}, {"command": "stats"}]})", "rules/1 is never reached: rules/0"},
+      {R"({"rules": [{"command": "stats"}, {"name": "late", "command": "stats", "when": "a"},
+                     {"then": "a"}]})",
+       "late is never reached: rules/0"},
+      {R"({"rules": [{"reply": {"close": "before-reading"}}, {"command": "stats"}]})",
+       "rules/1 is never reached: rules/0"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
+                     {"command": "crawler",
+                      "fields": {"uuid": {"matches": "0", "capture": "b"}}}]})",
+       "rules/1 is never reached: rules/0"},
+      {R"({"sequence": [{"command": "stats", "expect": {"atLeast": 0}}, {"command": "stats"}]})",
+       "sequence/1 is never reached: sequence/0"},
+      {R"({"rules": [{"times": 1}, {"command": "stats"}]})", ""},
+      {R"({"rules": [{"when": "a", "then": "b"}, {"then": "a", "when": "b"}, {}]})", ""},
+      {R"({"rules": [{"command": "stats"}, {"reply": {"close": "before-reading"}}]})", ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
+                     {"command": "crawler"}]})",
+       ""},
+      {R"({"sequence": [{"command": "stats", "expect": {"atLeast": 0}}, {"command": "crawler"},
+                        {"command": "stats"}]})",
+       ""},
+  };
+  for (const auto& [text, entry] : cases) {
+    WriteFile(folder / "script", text);
+    const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.exitValue, entry.empty() ? 0 : 2) << text;
+    EXPECT_EQ(run.err,
+              entry.empty() ? "" : "trel-standin: " + entry + " matches all that it does\n")
+        << text;
   }
 }
 

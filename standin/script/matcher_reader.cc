@@ -1,0 +1,172 @@
+// The values that a field can have, and the conditions on them.
+
+#include "script/matcher_reader.h"
+
+#include <array>
+#include <limits>
+#include <string>
+
+namespace standin {
+namespace {
+
+using contract::FieldType;
+using contract::ValueKind;
+
+/// The largest number that fits a field of this width.
+std::uint64_t MostOf(const contract::Field& field) {
+  constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+  if (field.type != FieldType::DIGITS) {
+    return field.width < sizeof most ? (std::uint64_t{1} << (8 * field.width)) - 1 : most;
+  }
+  std::uint64_t power = 1;
+  for (std::size_t digit = 0; digit < field.width; ++digit) {
+    if (power > most / 10) {
+      return most;
+    }
+    power *= 10;
+  }
+  return power - 1;
+}
+
+void CheckText(const JsonReader& json, const contract::Field& field) {
+  const std::string& text = json.Text();
+  const bool uuid = field.type == FieldType::UUID_BYTES || field.type == FieldType::UUID_TEXT;
+  if (uuid && !IsUuid(text)) {
+    json.Refuse("must be a UUID, such as 00112233-4455-6677-8899-aabbccddeeff");
+  }
+  if (field.type != FieldType::CHARS && text.find('\0') != std::string::npos) {
+    json.Refuse("must have no zero byte: it would end the text");
+  }
+  if (field.type == FieldType::NAME && !text.empty()) {
+    std::string known;
+    for (const contract::NamedNumber& row : field.names->numbers) {
+      if (row.name == text) {
+        return;
+      }
+      known += (known.empty() ? "" : ", ") + row.name;
+    }
+    json.Refuse("must be empty or one of " + known);
+  }
+}
+
+void CheckItem(const JsonReader& json) {
+  if (json.Text().find_first_of(std::string(",\0", 2)) != std::string::npos) {
+    json.Refuse("must have no comma and no zero byte: they end an item");
+  }
+}
+
+/// Throws if the field can never have this value.
+void CheckValue(const JsonReader& json, const contract::Field& field) {
+  const Value& value = json.Get();
+  switch (field.value) {
+    case ValueKind::TEXT:
+      CheckText(json, field);
+      break;
+    case ValueKind::NATURAL:
+      (void)json.Natural(0, MostOf(field));
+      break;
+    case ValueKind::NUMBER:
+      if (value.As<double>() == nullptr && value.As<std::uint64_t>() == nullptr &&
+          value.Text() != "nan" && value.Text() != "inf" && value.Text() != "-inf") {
+        json.Refuse("must be a number, or nan, inf or -inf as a text");
+      }
+      break;
+    case ValueKind::LIST:
+      json.ForEachItem(CheckItem);
+      break;
+  }
+}
+
+void ReadRange(const JsonReader& json, const contract::Field& field, Matcher& matcher) {
+  const auto read = [&](const char* name) -> std::optional<Value> {
+    if (!json.Has(name)) {
+      return std::nullopt;
+    }
+    const JsonReader bound = json.Member(name);
+    CheckValue(bound, field);
+    if (bound.Get().As<std::string>() != nullptr) {
+      bound.Refuse("must be a number");
+    }
+    return bound.Get();
+  };
+  matcher.min = read("min");
+  matcher.max = read("max");
+  if (matcher.min && matcher.max && IsLess(*matcher.max, *matcher.min)) {
+    json.Refuse("can never match: max is less than min");
+  }
+}
+
+void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& matcher) {
+  json.ForEachItem([&](const JsonReader& item) {
+    CheckValue(item, field);
+    matcher.oneOf.push_back(item.Get());
+  });
+  if (matcher.oneOf.empty()) {
+    json.Refuse("can never match: it is empty");
+  }
+}
+
+void ReadExpression(const JsonReader& json, Matcher& matcher) {
+  matcher.expressionText = json.Text();
+  if (matcher.expressionText.find('\0') != std::string::npos) {
+    json.Refuse("must have no zero byte");
+  }
+  auto expression = std::make_unique<regex_t>();
+  const int error =
+      regcomp(expression.get(), matcher.expressionText.c_str(), REG_EXTENDED | REG_NOSUB);
+  if (error != 0) {
+    std::array<char, 100> why{};
+    regerror(error, expression.get(), why.data(), why.size());
+    json.Refuse(std::string("is no extended regular expression: ") + why.data());
+  }
+  matcher.expression = {expression.release(), [](regex_t* compiled) {
+                          regfree(compiled);
+                          delete compiled;
+                        }};
+}
+
+std::string ReadName(const JsonReader& json, const char* member) {
+  if (!json.Has(member)) {
+    return "";
+  }
+  const std::string& name = json.Member(member).Text();
+  if (name.empty()) {
+    json.Member(member).Refuse("must be a name");
+  }
+  return name;
+}
+
+}  // namespace
+
+Matcher ReadMatcher(const JsonReader& json, const contract::Field& field) {
+  Matcher matcher;
+  const auto* const members = json.Get().As<Object>();
+  if (members == nullptr) {
+    CheckValue(json, field);
+    matcher.oneOf.push_back(json.Get());
+    return matcher;
+  }
+  if (field.value == ValueKind::TEXT || field.value == ValueKind::LIST) {
+    json.OnlyMembers({"any", "oneOf", "matches", "capture", "captured"});
+  } else {
+    json.OnlyMembers({"any", "oneOf", "min", "max", "capture", "captured"});
+  }
+  if (members->empty()) {
+    json.Refuse("has no condition; any value is {\"any\": true}");
+  }
+  if (json.Has("any") && !json.Member("any").Truth()) {
+    json.Member("any").Refuse("must be true");
+  }
+  if (json.Has("oneOf")) {
+    ReadOneOf(json.Member("oneOf"), field, matcher);
+  }
+  if (json.Has("matches")) {
+    ReadExpression(json.Member("matches"), matcher);
+  }
+  ReadRange(json, field, matcher);
+  matcher.capture = ReadName(json, "capture");
+  matcher.captured = ReadName(json, "captured");
+  return matcher;
+}
+
+}  // namespace standin
