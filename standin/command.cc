@@ -3,16 +3,32 @@
 #include "command.h"
 
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
-namespace standin {
+#include "options.h"
 
-Command::Command(std::vector<std::string> words) : name_(words.at(0)) {
+namespace standin {
+namespace {
+
+/// Those that have ended and were not waited for, too.
+std::vector<pid_t> Children() {
+  std::ifstream file("/proc/thread-self/children");
+  return {std::istream_iterator<pid_t>(file), {}};
+}
+
+}  // namespace
+
+Command::Command(std::vector<std::string> words) : name_(words.at(0)), others_(Children()) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
   std::vector<char*> pointers;
   pointers.reserve(words.size() + 1);
   for (std::string& word : words) {
@@ -40,7 +56,24 @@ Command::~Command() {
   Signal(SIGKILL);
   if (!ended_) {
     waitpid(process_, nullptr, 0);
+    ended_ = true;
   }
+  // The children of one that is killed become orphans too.
+  for (bool killed = true; killed;) {
+    killed = false;
+    for (const pid_t orphan : Orphans()) {
+      killed = (kill(orphan, SIGKILL) == 0 && waitpid(orphan, nullptr, 0) == orphan) || killed;
+    }
+  }
+}
+
+std::vector<pid_t> Command::Orphans() const {
+  std::vector<pid_t> orphans = Children();
+  std::erase_if(orphans, [this](pid_t child) {
+    return (child == process_ && !ended_) ||
+           std::find(others_.begin(), others_.end(), child) != others_.end();
+  });
+  return orphans;
 }
 
 bool Command::HasEnded() {
@@ -51,8 +84,20 @@ bool Command::HasEnded() {
       info.si_pid == process_) {
     Signal(SIGTERM);
     ended_ = waitpid(process_, &status_, 0) == process_;
+    for (const pid_t orphan : Orphans()) {
+      kill(orphan, SIGTERM);
+    }
   }
   return ended_;
+}
+
+bool Command::IsGone() {
+  if (!HasEnded()) {
+    return false;
+  }
+  const std::vector<pid_t> orphans = Orphans();
+  return std::count_if(orphans.begin(), orphans.end(),
+                       [](pid_t orphan) { return waitpid(orphan, nullptr, WNOHANG) == 0; }) == 0;
 }
 
 void Command::Signal(int signal) const {
@@ -70,6 +115,13 @@ std::string Command::Failure() const {
   }
   const int value = WEXITSTATUS(status_);
   return value != 0 ? name_ + " ended with exit value " + std::to_string(value) : "";
+}
+
+int Command::ExitValue() const {
+  if (!ended_) {
+    return EXIT_SIGNAL + SIGKILL;
+  }
+  return WIFSIGNALED(status_) ? EXIT_SIGNAL + WTERMSIG(status_) : WEXITSTATUS(status_);
 }
 
 }  // namespace standin

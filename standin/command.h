@@ -13,22 +13,31 @@ namespace standin {
 class Command {
  public:
   /// Starts the program that the first word names, in a process group of its own, with
-  /// default signal handling. Throws std::system_error.
+  /// default signal handling. What it leaves running becomes this process's child. Throws
+  /// std::system_error.
   explicit Command(std::vector<std::string> words);
-  /// Kills what is left of its process group.
+  /// Kills it and what it has left running.
   ~Command();
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
 
-  /// Whether it has ended; never waits.
+  /// Whether it has ended; what it leaves running gets a SIGTERM then. Never waits.
   [[nodiscard]] bool HasEnded();
+  /// Whether it has ended, and all that it has left running too. Never waits.
+  [[nodiscard]] bool IsGone();
   /// Sends a signal to it and to all that it has started.
   void Signal(int signal) const;
   /// How it ended, empty if with exit value 0.
   [[nodiscard]] std::string Failure() const;
+  /// Its exit value, or EXIT_SIGNAL and the number of the signal that ended it.
+  [[nodiscard]] int ExitValue() const;
 
  private:
+  /// Processes that it has started and that have lost their parent.
+  [[nodiscard]] std::vector<pid_t> Orphans() const;
+
   std::string name_;
+  std::vector<pid_t> others_;  ///< children that are not its own
   pid_t process_ = -1;
   bool ended_ = false;
   int status_ = 0;

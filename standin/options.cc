@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <cmath>
 #include <limits>
 
 namespace standin {
@@ -12,7 +13,9 @@ namespace {
 constexpr char FOOTER[] =
     "Exit values: 0 all went well; 1 the socket, the log or the system failed;\n"
     "2 the command line or the script is wrong; 3 the script was not followed;\n"
-    "4 the COMMAND failed. The first line on standard output is \"ready on PATH\".";
+    "124 --timeout; else that of COMMAND, 128 and the signal's number if one ended it.\n"
+    "The first line on standard output is \"ready on PATH\", but with a COMMAND that has\n"
+    "standard output to itself and PATH in its environment as TREL_STANDIN_SOCKET.";
 
 }  // namespace
 
@@ -24,6 +27,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
 
   std::string mode = "0600";
   std::uint64_t idleSeconds = 60;
+  double timeout = 0;
   std::uint64_t count = 0;
   bool once = false;
 
@@ -71,6 +75,9 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
       ->type_name("SECONDS")
       ->check(CLI::Range(0, 1000000))
       ->capture_default_str();
+  app.add_option("--timeout", timeout, "End after so long, with the exit value 124")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.001, 1000000.0));
   app.add_option("COMMAND", options.command, "Run this after --, serve it, and end when it ends");
 
   try {
@@ -84,6 +91,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
 
   options.mode = static_cast<mode_t>(std::stoul(mode, nullptr, 8));
   options.limits.idleTime = std::chrono::seconds(idleSeconds);
+  options.timeout = std::chrono::milliseconds(std::llround(timeout * 1000));
   if (once || count > 0) {
     options.limits.count = once ? 1 : count;
   }

@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,16 +23,21 @@ struct Options {
   std::string logPath;      ///< empty: standard output
   bool hex = false;
   Limits limits;
-  std::vector<std::string> command;  ///< after "--"
+  std::chrono::milliseconds timeout{0};  ///< of the whole run; 0: none
+  std::vector<std::string> command;      ///< after "--"
 };
 
-/// How the program ends; --help and the manual list these.
+/// How the program ends, unless with the exit value of its command; --help and the manual
+/// list these. The last three are those of timeout(1) and env(1).
 enum ExitValue : int {
   EXIT_OK = 0,
   EXIT_RUN_FAILED = 1,
   EXIT_USAGE = 2,
   EXIT_NOT_FOLLOWED = 3,
-  EXIT_COMMAND_FAILED = 4,
+  EXIT_TIMED_OUT = 124,
+  EXIT_CANNOT_START = 126,
+  EXIT_NOT_FOUND = 127,
+  EXIT_SIGNAL = 128,  ///< plus the number of the signal that ended the command
 };
 
 /// Reads the command line into `options`. The exit value if the program is to end

@@ -10,8 +10,10 @@
 #include <asio/signal_set.hpp>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -89,6 +91,7 @@ class Run {
   int Execute() {
     std::signal(SIGPIPE, SIG_IGN);
     TakeSignals();
+    AwaitTimeout();
     std::exception_ptr failure;
     asio::co_spawn(loop_.context.get_executor(), Main(), [&](const std::exception_ptr& error) {
       failure = error;
@@ -119,15 +122,34 @@ class Run {
       if (error) {
         return;
       }
-      if (signal != SIGCHLD && !Interrupted()) {
-        deadline_ = Clock::now() + GRACE;
-        if (command_) {
-          command_->Signal(SIGTERM);
-        }
+      if (signal != SIGCHLD) {
+        Interrupt();
       }
       changed_.Notify();
       AwaitSignal();
     });
+  }
+
+  void AwaitTimeout() {
+    if (options_.timeout.count() > 0) {
+      timeout_.expires_after(options_.timeout);
+      timeout_.async_wait([this](const std::error_code& error) {
+        if (!error) {
+          timedOut_ = !Interrupted();
+          Interrupt();
+          changed_.Notify();
+        }
+      });
+    }
+  }
+
+  void Interrupt() {
+    if (!Interrupted()) {
+      deadline_ = Clock::now() + GRACE;
+      if (command_) {
+        command_->Signal(SIGTERM);
+      }
+    }
   }
 
   [[nodiscard]] bool Interrupted() const { return deadline_ != Clock::time_point::max(); }
@@ -136,19 +158,25 @@ class Run {
     co_await TakePath();
     co_await OpenLog();
     if (Interrupted()) {
-      if (!log_) {
+      if (timedOut_) {
+        exitValue_ = ReportTimeout();
+      } else if (!log_) {
         throw std::runtime_error("ended before it was ready: nobody reads the log " +
                                  options_.logPath);
       }
       co_return;
     }
-    standardOutput_.Write("ready on " + options_.socketPath + "\n");
-    if (standardOutput_.Error() != 0) {
-      throw std::runtime_error("standard output cannot be written");
+    if (options_.command.empty()) {
+      standard_.Write("ready on " + options_.socketPath + "\n");
+      if (standard_.Error() != 0) {
+        throw std::runtime_error("standard output cannot be written");
+      }
+    } else if (!StartCommand()) {
+      co_return;
     }
-    StartCommand();
     co_await Serve();
-    co_await Drain(standardOutput_);
+    timeout_.cancel();
+    co_await Drain(standard_);
     if (logFile_) {
       co_await Drain(*logFile_);
     }
@@ -172,7 +200,7 @@ class Run {
       }
     }
     if (options_.logPath.empty() || logFile_) {
-      Output& output = logFile_ ? *logFile_ : standardOutput_;
+      Output& output = logFile_ ? *logFile_ : standard_;
       log_.emplace(output, options_.hex, [this, &output] {
         if (output.Error() != 0) {
           changed_.Notify();
@@ -195,17 +223,23 @@ class Run {
     changed_.Notify();
   }
 
-  void StartCommand() {
-    if (!options_.command.empty()) {
-      limit_.Restore();
+  /// False, with an exit value, if it could not be started.
+  bool StartCommand() {
+    const std::string path = std::filesystem::absolute(options_.socketPath);
+    setenv("TREL_STANDIN_SOCKET", path.c_str(), 1);
+    limit_.Restore();
+    try {
       command_.emplace(options_.command);
-      limit_.Raise();
+    } catch (const std::system_error& error) {
+      Report(std::string(error.what()) + "\n");
+      exitValue_ =
+          error.code() == std::errc::no_such_file_or_directory ? EXIT_NOT_FOUND : EXIT_CANNOT_START;
     }
+    limit_.Raise();
+    return command_.has_value();
   }
 
-  [[nodiscard]] bool LogFailed() const {
-    return (logFile_ ? *logFile_ : standardOutput_).Error() != 0;
-  }
+  [[nodiscard]] bool LogFailed() const { return (logFile_ ? *logFile_ : standard_).Error() != 0; }
 
   Task<> Serve() {
     Limits limits = options_.limits;
@@ -239,6 +273,11 @@ class Run {
     while (command_ && !command_->HasEnded() && Clock::now() < deadline_) {
       co_await changed_.WaitUntil(deadline_);
     }
+    // What it has left running has got a signal.
+    const Clock::time_point killed = std::min(deadline_, Clock::now() + GRACE);
+    while (command_ && command_->HasEnded() && !command_->IsGone() && Clock::now() < killed) {
+      co_await changed_.WaitUntil(killed);
+    }
   }
 
   /// Waits for the reader to take what `output` has kept, for as long as it takes some.
@@ -256,32 +295,36 @@ class Run {
     }
   }
 
-  /// Reports what went wrong. The exit value.
+  /// Reports what went wrong. The exit value: its own failures come before the script's, and
+  /// these before the command's.
   int Conclude() {
-    const Output& log = logFile_ ? *logFile_ : standardOutput_;
-    const std::uint64_t missing =
-        standardOutput_.LinesMissing() + (logFile_ ? log.LinesMissing() : 0);
-    if (log.Error() != 0) {
-      Report(std::string("the log cannot be written: ") + std::strerror(log.Error()) + "\n");
-      return EXIT_RUN_FAILED;
-    }
-    if (missing != 0) {
-      Report(std::to_string(missing) + " lines could not be written: nobody reads them\n");
-      return EXIT_RUN_FAILED;
+    const Output& log = logFile_ ? *logFile_ : standard_;
+    const std::uint64_t missing = standard_.LinesMissing() + (logFile_ ? log.LinesMissing() : 0);
+    int value = EXIT_OK;
+    if (command_ && !command_->Failure().empty()) {
+      Report(command_->Failure() + "\n");
+      value = command_->ExitValue();
     }
     const std::string failure = script_.Failure();
     if (!failure.empty()) {
       Report(failure);
-      return EXIT_NOT_FOLLOWED;
-    }
-    if (!script_.Summary().empty()) {
+      value = EXIT_NOT_FOLLOWED;
+    } else if (!script_.Summary().empty()) {
       Report(script_.Summary() + "\n");
     }
-    if (command_ && !command_->Failure().empty()) {
-      Report(command_->Failure() + "\n");
-      return EXIT_COMMAND_FAILED;
+    if (log.Error() != 0) {
+      Report(std::string("the log cannot be written: ") + std::strerror(log.Error()) + "\n");
+      value = EXIT_RUN_FAILED;
+    } else if (missing != 0) {
+      Report(std::to_string(missing) + " lines could not be written: nobody reads them\n");
+      value = EXIT_RUN_FAILED;
     }
-    return EXIT_OK;
+    return timedOut_ ? ReportTimeout() : value;
+  }
+
+  int ReportTimeout() {
+    Report("the time of --timeout is over\n");
+    return EXIT_TIMED_OUT;
   }
 
   const Options& options_;
@@ -291,7 +334,10 @@ class Run {
   Event changed_{loop_.context};  ///< of anything that Main waits for
   asio::signal_set signals_{loop_.context};
   Clock::time_point deadline_ = Clock::time_point::max();  ///< of the end, after a signal
-  Output standardOutput_ = Output::StandardOutput();
+  Timer timeout_{loop_.context.get_executor()};
+  bool timedOut_ = false;
+  /// Standard output belongs to the command if there is one.
+  Output standard_ = Output::Standard(options_.command.empty() ? STDOUT_FILENO : STDERR_FILENO);
   std::optional<Output> logFile_;
   std::optional<Log> log_;
   std::unique_ptr<UnixListener> listener_;

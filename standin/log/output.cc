@@ -32,17 +32,18 @@ bool HasRoom(int fd) {
 
 Output::Output(Descriptor file) : file_(std::move(file)), regular_(IsRegular(file_.Get())) {}
 
-Output Output::StandardOutput() {
+Output Output::Standard(int fd) {
   // Opened anew it has flags of its own. That works neither for sockets nor for a pipe of
   // another user; a file would be written from its start.
-  Descriptor file(IsRegular(STDOUT_FILENO)
-                      ? -1
-                      : open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  Descriptor file(IsRegular(fd) ? -1
+                                : open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (file.Get() < 0) {
-    file = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+    file = Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
   }
   if (file.Get() < 0) {
-    throw std::system_error(errno, std::generic_category(), "standard output");
+    throw std::system_error(errno, std::generic_category(),
+                            fd == STDOUT_FILENO ? "standard output" : "standard error");
   }
   return Output(std::move(file));
 }

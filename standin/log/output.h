@@ -18,9 +18,9 @@ class Output {
   /// Writes to `file`: regular, or one that poll(2) knows.
   explicit Output(Descriptor file);
 
-  /// Standard output, in a way that leaves its flags to the processes that share it.
-  /// Throws std::system_error.
-  [[nodiscard]] static Output StandardOutput();
+  /// Standard output or standard error, in a way that leaves its flags to the processes
+  /// that share it. Throws std::system_error.
+  [[nodiscard]] static Output Standard(int fd);
 
   /// Opens `path` for appending; makes the file with mode 0600 and follows no link. None
   /// if it is a FIFO that nobody reads yet. Throws std::system_error.

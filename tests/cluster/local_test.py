@@ -38,7 +38,6 @@ class OnOneMachine(unittest.TestCase):
             [STANDIN, "--socket", "socket", "--script", "script.json", "--log", "log", "--",
              "bash", "-uc", recipe(name)],
             cwd=self.folder, env=environment, capture_output=True, text=True, timeout=100)
-        run.stdout = run.stdout.removeprefix("ready on socket\n")
         events = [json.loads(line) for line in (self.folder / "log").read_text().splitlines()]
         return run, [event for event in events if event["event"] == "request"]
 

@@ -210,25 +210,49 @@ TEST(End, AReplyThatADaemonOwesIsForwarded) {
 }
 
 TEST(End, TheCommandIsEndedWithIt) {
-  RunningStandin standin({"--", "sh", "-c", "echo '{}'; exec sleep 1000"});
-  (void)standin.NextLine();
+  RunningStandin standin({"--", "sh", "-c", "echo started; exec sleep 1000"});
+  EXPECT_EQ(standin.FirstLine(), "started");
   const StandinResult result = standin.Stop();
-  EXPECT_EQ(result.exitValue, 4);
+  EXPECT_EQ(result.exitValue, 128 + SIGTERM);
   EXPECT_EQ(result.err, "trel-standin: sh was ended by signal 15\n");
 }
 
+// The pipe of the output ends with the last process that has it, and only then a test.
+
 TEST(End, ACommandThatIgnoresTheSignalIsKilledWithItsChildren) {
-  // The pipe of the output ends with the last process that has it.
-  RunningStandin standin({"--", "sh", "-c", "trap '' TERM; sleep 1000 & echo '{}'; wait; wait"});
-  (void)standin.NextLine();
+  RunningStandin standin({"--", "sh", "-c", "trap '' TERM; sleep 1000 & echo; wait; wait"});
   const StandinResult result = standin.Stop();
-  EXPECT_EQ(result.exitValue, 4);
+  EXPECT_EQ(result.exitValue, 128 + SIGKILL);
   EXPECT_EQ(result.err, "trel-standin: sh was killed: it did not end on SIGTERM\n");
 }
 
 TEST(End, WhatTheCommandLeavesRunningEndsToo) {
-  RunningStandin standin({"--", "sh", "-c", "sleep 1000 & echo '{}'"});
-  EXPECT_EQ(standin.Finish().exitValue, 0);
+  for (const char* const command :
+       {"sleep 1000 & echo", "setsid sleep 1000 & echo",
+        "mkfifo f; setsid sh -c 'trap \"\" TERM; setsid sleep 1000 & echo >f; wait; wait' & "
+        "read _ <f; echo"}) {
+    const TempFolder folder;
+    RunningStandin standin({"--", "sh", "-c", "cd " + (folder / ".") + "; " + command});
+    EXPECT_EQ(standin.Finish().exitValue, 0) << command;
+  }
+}
+
+TEST(End, ATimeoutEndsItAndItsCommandWith124) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"--", "sh", "-c", "trap '' TERM; sleep 1000; sleep 1000"},
+      {"--log", folder / "log"},
+  };
+  for (const std::vector<std::string>& words : cases) {
+    std::vector<std::string> all = {"--socket", folder / "s", "--timeout", "0.05"};
+    all.insert(all.end(), words.begin(), words.end());
+    const ProcessResult run = RunStandin(all);
+    EXPECT_EQ(run.exitValue, 124);
+    EXPECT_THAT(run.err, testing::EndsWith("trel-standin: the time of --timeout is over\n"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "s"));
+  }
 }
 
 TEST(End, OnceServesOneOfTwoThatHaveConnected) {

@@ -73,7 +73,7 @@ TEST(Language, AnEntryOfASequenceComesAsOftenAsItExpects) {
       {script, {poll, poll, last}},
       {script, {stats, stats, poll, poll, poll, last}},
       {script, {stats, poll, tooEarly}, "request 3 is not the one"},
-      {script, {poll, poll, last, {{"fix-concats"}, 1}}, "request 4 is not the one"},
+      {script, {poll, poll, last, {{"stats"}, 0}}, "request 4 is not the one"},
       {script, {poll}, "poll (info-owner-rebalance) replied to 1 request, at least 2 expected"},
   });
   RunningStandin standin(Json::parse(script), {});

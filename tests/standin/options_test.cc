@@ -30,10 +30,27 @@ TEST(Options, AnIdleTimeoutOf0IsNone) {
 TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
   const ProcessResult run = RunStandin({"--help"});
   EXPECT_EQ(run.exitValue, 0);
-  for (const char* const word :
-       {"--socket", "--mode", "--script", "--check", "--forward", "--log", "--hex", "--once",
-        "--count", "--max-payload", "--max-connections", "--idle-timeout", "--version", "COMMAND",
-        "Exit values: 0 ", "; 1 ", "2 the", "; 3 ", "4 the"}) {
+  for (const char* const word : {"--socket",
+                                 "--mode",
+                                 "--script",
+                                 "--check",
+                                 "--forward",
+                                 "--log",
+                                 "--hex",
+                                 "--once",
+                                 "--count",
+                                 "--max-payload",
+                                 "--max-connections",
+                                 "--idle-timeout",
+                                 "--timeout",
+                                 "--version",
+                                 "COMMAND",
+                                 "Exit values: 0 ",
+                                 "; 1 ",
+                                 "2 the",
+                                 "; 3 ",
+                                 "124 ",
+                                 "TREL_STANDIN_SOCKET"}) {
     EXPECT_THAT(run.out, testing::HasSubstr(word));
   }
 }
@@ -57,6 +74,7 @@ TEST(Options, AMistakeExitsWith2AndNothingOnStandardOutput) {
       {"--socket", "/tmp/s", "--max-connections", "0"},
       {"--socket", "/tmp/s", "--script", "a", "--forward", "b"},
       {"--check"},
+      {"--socket", "/tmp/s", "--timeout", "0"},
   };
   for (const std::vector<std::string>& words : mistakes) {
     const ProcessResult run = RunStandin(words);
@@ -73,11 +91,14 @@ TEST(Options, ALogThatCannotBeOpenedExitsWith1) {
   EXPECT_EQ(run.err, "trel-standin: log " + (folder / "no/log") + ": No such file or directory\n");
 }
 
-TEST(Options, ACommandThatCannotBeStartedExitsWith1) {
+TEST(Options, ACommandThatCannotBeStartedExitsAsWithEnv) {
   const TempFolder folder;
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", folder / "none"});
-  EXPECT_EQ(run.exitValue, 1);
-  EXPECT_EQ(run.err, "trel-standin: " + (folder / "none") + ": No such file or directory\n");
+  const ProcessResult none = RunStandin({"--socket", folder / "s", "--", folder / "none"});
+  EXPECT_EQ(none.exitValue, 127);
+  EXPECT_EQ(none.err, "trel-standin: " + (folder / "none") + ": No such file or directory\n");
+  const ProcessResult denied = RunStandin({"--socket", folder / "s", "--", folder / "."});
+  EXPECT_EQ(denied.exitValue, 126);
+  EXPECT_EQ(denied.err, "trel-standin: " + (folder / ".") + ": Permission denied\n");
 }
 
 }  // namespace

@@ -128,7 +128,7 @@ TEST(Sequence, ACommandAfterDashesIsRunAndServedUntilItEnds) {
   good.push_back(tool + " crawler -u " + UUID + " && " + tool + " info-owner-rebalance");
   const ProcessResult followed = RunStandin(good);
   EXPECT_EQ(followed.exitValue, 0) << followed.err;
-  EXPECT_EQ(followed.out, "ready on " + (folder / "s") + "\nquiet\n");
+  EXPECT_EQ(followed.out, "quiet\n");
 
   std::vector<std::string> bad = words;
   bad.push_back(tool + " stats; echo cleaned up");
@@ -144,15 +144,39 @@ TEST(Sequence, TheExampleScriptIsFollowedByTheExampleUnderTest) {
                                         "--script", examples + "maintenance.json", "--",
                                         examples + "maintenance.sh", ClientPath(), folder / "s"});
   EXPECT_EQ(run.exitValue, 0);
-  EXPECT_EQ(run.out, "ready on " + (folder / "s") + "\n{\"feasible\":true}\n");
+  EXPECT_EQ(run.out, "{\"feasible\":true}\n");
   EXPECT_EQ(run.err, "trel-standin: the script was followed: 3 requests\n");
 }
 
-TEST(Sequence, AFailureOfTheCommandItselfIsExitValue4) {
+TEST(Sequence, TheExitValueIsTheCommandsUnlessTheScriptWasNotFollowed) {
   const TempFolder folder;
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", "sh", "-c", "exit 7"});
-  EXPECT_EQ(run.exitValue, 4);
-  EXPECT_EQ(run.err, "trel-standin: sh ended with exit value 7\n");
+  const auto run = [&](const char* script, const char* command) {
+    WriteFile(folder / "script", script);
+    return RunStandin(
+        {"--socket", folder / "s", "--script", folder / "script", "--", "sh", "-c", command});
+  };
+  const ProcessResult followed = run(R"({"sequence": []})", "exit 7");
+  EXPECT_EQ(followed.exitValue, 7);
+  EXPECT_EQ(followed.err,
+            "trel-standin: sh ended with exit value 7\n"
+            "trel-standin: the script was followed: 0 requests\n");
+  EXPECT_EQ(run(R"({"sequence": []})", "kill -9 $$").exitValue, 128 + 9);
+  const ProcessResult both = run(R"({"sequence": [{"command": "stats"}]})", "exit 7");
+  EXPECT_EQ(both.exitValue, 3);
+  EXPECT_EQ(both.err,
+            "trel-standin: sh ended with exit value 7\n"
+            "trel-standin: sequence/0 (stats) replied to 0 requests, at least 1 expected\n");
+}
+
+TEST(Sequence, TheCommandHasStandardOutputToItselfAndFindsTheSocket) {
+  const TempFolder folder;
+  const std::string tool = ClientPath();
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", "sh", "-c",
+                                        "cd / && echo $TREL_STANDIN_SOCKET && " + tool +
+                                            " -s $TREL_STANDIN_SOCKET info-owner-rebalance"});
+  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_EQ(run.out, folder / "s" + "\n{\"running\":false,\"bytesMoved\":0,\"bytesToMove\":0}\n");
+  EXPECT_THAT(run.err, testing::HasSubstr("\"command\":\"info-owner-rebalance\""));
 }
 
 TEST(Sequence, ARequestWithoutReplyCountsThoughTheCommandHasEnded) {
