@@ -204,6 +204,7 @@ class _Checker:
         self._known("replyModes", command["reply"]["mode"], word)
         self._known("payloads", command["payload"], word)
         self._known("commands", command.get("counterpart"), word)
+        self._known("effects", command["effect"], word)
         self._require(command["summary"], word, "needs a help or a summary")
         for option in command["options"]:
             self._known("options", option, word)

@@ -1,6 +1,7 @@
 """How texts of the contract are written in mdoc and in the shells."""
 
 import re
+import textwrap
 
 INLINE = re.compile(r"""\s*(?P<open>\(?)
     (?:`(?P<code>[^`]+)`|\*(?P<argument>[^*]+)\*|\[(?P<section>[A-Z ]+)\])
@@ -16,14 +17,17 @@ class Mdoc:
     def text(self, text):
         """Each macro gets a line of its own; the other lines stay as they are."""
         lines = []
-        for line in text.strip().splitlines():
+        # Each sentence begins a line, and no line is too long.
+        sentences = re.sub(r"(?<=\.) (?=[A-Z`\[])", "\n", text.strip())
+        for line in sentences.splitlines():
             end = 0
             for match in INLINE.finditer(line):
                 lines.append(line[end:match.start()])
                 lines.append(self._macro(match))
                 end = match.end()
             lines.append(line[end:])
-        return "\n".join(filter(None, lines))
+        return "\n".join(line if line.startswith(".") else textwrap.fill(line, 80)
+                         for line in lines if line)
 
     def _macro(self, match):
         if match["section"]:
@@ -44,7 +48,33 @@ class Mdoc:
             return f"Dv {code}"
         if code == "errno":
             return f"Va {code}"
+        if re.fullmatch(r"\w+\(\d\)", code):
+            return f"Xr {code[:-3]} {code[-2]}"
+        if " " in code and code not in self.commands:
+            return f"Ql {quoted(code)}"
         return f"Ic {code}" if code in self.commands else f"Cm {code}"
+
+
+def quoted(text):
+    """As one argument of a macro. A hyphen stays one, so that a reader can search for it."""
+    return '"' + text.replace("-", r"\-").replace('"', r"\(dq") + '"'
+
+
+def mdoc_message(text):
+    """A printf format as the rest of an .It line."""
+    words, parts = [], re.split(r"%(?:0\d)?([sdx])", text.rstrip())
+    for index, part in enumerate(parts):
+        if index % 2:
+            words.append({"s": "Ar text" if parts[0] else "Ar function", "d": "Ar number",
+                          "x": "Ar digits"}[part])
+        elif part:
+            words += ["Ns"] * (index > 0 and part[0] != " ")
+            literal, colon = re.fullmatch(r" ?(.*?)(:?) ?", part).groups()
+            words.append(f"Li {quoted(literal)}" if literal else r"Li \&")
+            words += [colon] * bool(colon)
+        if index % 2 == 0 and index + 1 < len(parts):
+            words += ["Ns"] * (part != "" and part[-1] != " ")
+    return " ".join(words)
 
 
 def mdoc_synopsis(command):

@@ -34,6 +34,22 @@ def generate(root, *arguments):
                           capture_output=True, text=True)
 
 
+def client_messages():
+    """What the client can print on standard error, from its source: the texts of several words
+    outside the help text, and the names of the statuses."""
+    messages = {"Success", "Failure"}
+    for path in (ROOT / "src").rglob("*.cc"):
+        if path.name in ("command_table.cc", "usage.cc"):
+            continue
+        source = re.sub(r'//.*|#include .*|static_assert\([^;]*;|sizeof ".*"', "", path.read_text())
+        source = re.sub(r'"\s*\n\s*"', "", source)
+        for text in re.findall(r'"((?:[^"\\]|\\.)*)"', source):
+            text = text.encode().decode("unicode_escape").rstrip("\n").replace("%.*s", "%s")
+            if re.search(r"[a-z] [A-Za-z]", text):
+                messages.add(text + ": %s" * text.endswith(" error"))
+    return messages
+
+
 class Copy(unittest.TestCase):
     """Tests that change the contract work on a copy of it."""
 
@@ -95,6 +111,8 @@ class Contract(Copy):
                  "level: no example has its fields"),
                 ("rebalance.yaml", "{uuid: $uuid, running", "{uuid: $id, running",
                  "info-rebalance: its default reply repeats id, which is no field"),
+                ("moves.yaml", "effect: changes", "effect: changse",
+                 "changse is none of the effects"),
                 ("options.yaml", "    type: uuid\n", "", "uuid: needs both a type and an argument")]:
             with self.subTest(message):
                 self.replace(folder + name, old, new)
@@ -103,6 +121,12 @@ class Contract(Copy):
                 self.assertIn(message, str(refusal.exception))
                 shutil.copy(ROOT / folder / name, self.root / folder / name)
         self.assertEqual(generate(self.root, "--check").returncode, 0)
+
+    def test_has_each_message_of_the_client_and_no_other(self):
+        stated = json.loads(read("generated/contract.json"))
+        texts = {entry["text"].rstrip("\n") for entry in stated["diagnostics"]}
+        texts |= {entry["text"] for entry in stated["statuses"] if "text" in entry}
+        self.assertEqual(texts, client_messages())
 
     def test_the_changelog_names_each_new_command(self):
         sections = dict(re.findall(r"^## (\S+).*\n((?:(?!## ).*\n)*)", read("CHANGELOG.md"),
@@ -149,6 +173,16 @@ class Manual(unittest.TestCase):
                      if "referenced manual not found" not in line
                      and not line.startswith("mandoc: outdated mandoc.db")]
             self.assertEqual(lines, [])
+
+    def test_has_each_message_of_the_client_word_for_word(self):
+        page = subprocess.run(["mandoc", "-Tascii", "-O", "width=1000", ROOT / "generated/trel-tool.8"],
+                              check=True, capture_output=True, text=True).stdout
+        page = re.sub(".\b", "", page).split("\nDIAGNOSTICS\n")[1].split("\nSEE ALSO\n")[0]
+        # An entry begins at the fifth column, and its arguments have names.
+        entries = {re.sub(r"\b(text|function|number)\b|digits", "%", line.strip())
+                   for line in page.splitlines() if re.match(" {5}[^ ]", line)}
+        for message in client_messages():
+            self.assertIn(re.sub(r"%[.*0-9]*[a-z]", "%", message).strip(), entries)
 
     def test_refers_to_these_pages(self):
         pages = re.findall(r"^\.Xr (\S+ \S+)", read("generated/trel-tool.8"), re.MULTILINE)
