@@ -7,6 +7,7 @@ trel_tool=$1 socket=$2
 tool() {
   "$trel_tool" -s "$socket" "$@"
 }
+# Also when a step fails.
+trap 'tool enable-workitem -i PROACTIVE_REBALANCE' EXIT
 tool disable-workitem -i PROACTIVE_REBALANCE
 tool what-if-entity-decom -u 00112233-4455-6677-8899-aabbccddeeff -d 2
-tool enable-workitem -i PROACTIVE_REBALANCE

@@ -57,8 +57,9 @@ class Copy(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
-        for name in ("protocol", "generated", "docs", "cluster"):
+        for name in ("protocol", "generated", "docs", "cluster", "debian"):
             shutil.copytree(ROOT / name, self.root / name)
+        shutil.copy(ROOT / "CHANGELOG.md", self.root)
 
     def replace(self, name, old, new):
         path = self.root / name
@@ -139,6 +140,21 @@ class Contract(Copy):
             if command not in first:
                 self.assertIn(f"`{command['word']}`", sections.get(command["since"], ""),
                               f"CHANGELOG.md does not name it under {command['since']}")
+
+
+    def test_the_version_is_that_of_the_changelog(self):
+        version = re.search(r"^## (\S+)", read("CHANGELOG.md"), re.MULTILINE)[1]
+        collection = read("cluster/ansible_collections/trel/tool/galaxy.yml")
+        self.assertIn(f"\nversion: {version}\n", collection)
+
+    def test_debian_has_every_version_of_the_changelog(self):
+        self.replace("CHANGELOG.md", "## 1.0.0", "## 1.1.0 (unreleased)\n\n- New.\n\n## 1.0.0")
+        self.assertEqual(generate(self.root).returncode, 0)
+        text = (self.root / "debian/changelog").read_text()
+        self.assertTrue(text.startswith(
+            "trel-tool (1.1.0) unstable; urgency=medium\n\n  * New.\n\n"
+            " -- trel-tool maintainers <trel-tool@example.org>  Sat, 21 Nov 2026 00:00:00 +0000\n"
+            "\ntrel-tool (1.0.0) unstable"), text)
 
 
 class Catalogue(unittest.TestCase):
