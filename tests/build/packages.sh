@@ -107,6 +107,8 @@ for page in trel-tool trel-standin; do
   grep -q 'EXIT STATUS' "$folder/$page.text" || fail "man does not show $page"
   gzip --decompress --stdout "$file" >"$folder/$page.8"
 done
+guides=(/usr/share/doc/trel-standin/{testing-scripts,standin}.md*)
+((${#guides[@]} == 2)) || fail "trel-standin has no guide"
 # With both pages there, neither refers to one that is missing.
 if mandoc -Tlint "$folder"/trel-tool.8 "$folder"/trel-standin.8 2>/dev/null | grep 'Xr trel-'; then
   fail "a page refers to one that is not there"
