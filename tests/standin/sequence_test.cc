@@ -148,6 +148,16 @@ TEST(Sequence, TheExampleScriptIsFollowedByTheExampleUnderTest) {
   EXPECT_EQ(run.err, "trel-standin: the script was followed: 3 requests\n");
 }
 
+TEST(Sequence, TheExampleUnderTestCleansUpAfterARefusal) {
+  const TempFolder folder;
+  std::ofstream(folder / "script") << R"({"sequence": [{"command": "disable-workitem"},
+      {"command": "what-if-entity-decom", "reply": {"status": 5}}, {"command": "enable-workitem"}]})";
+  const ProcessResult run = RunStandin(
+      {"--socket", folder / "s", "--log", folder / "log", "--script", folder / "script", "--",
+       TREL_SOURCE_DIR "/standin/examples/maintenance.sh", ClientPath(), folder / "s"});
+  EXPECT_EQ(run.exitValue, 5) << run.err;
+}
+
 TEST(Sequence, TheExitValueIsTheCommandsUnlessTheScriptWasNotFollowed) {
   const TempFolder folder;
   const auto run = [&](const char* script, const char* command) {
