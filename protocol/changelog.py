@@ -25,5 +25,6 @@ def debian():
         for item in re.findall(r"^- ((?:.+\n)(?:  .+\n)*)", text, re.MULTILINE):
             lines += textwrap.wrap(" ".join(item.split()), 78, initial_indent="  * ",
                                    subsequent_indent="    ", break_on_hyphens=False)
-        entries.append("\n".join([*lines, "", f" -- {MAINTAINER}  {date:%a, %d %b %Y} 00:00:00 +0000"]))
+        lines += ["", f" -- {MAINTAINER}  {date:%a, %d %b %Y} 00:00:00 +0000"]
+        entries.append("\n".join(lines))
     return "\n\n".join(entries) + "\n"

@@ -57,7 +57,7 @@ def main():
                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
                                  timeout=200).stdout.split("@@@\n")
     for (text, expected), out in zip(todo, printed):
-        pattern = re.escape(expected or "").replace(r"\.\.\.", ".*") if expected is not None else ".*"
+        pattern = ".*" if expected is None else re.escape(expected).replace(r"\.\.\.", ".*")
         if not re.fullmatch(pattern, out, re.DOTALL):
             sys.exit(f"{text}\nhas to print\n{expected}\nand prints\n{out}")
     if len(printed) != len(todo) + 1:

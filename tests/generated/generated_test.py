@@ -191,8 +191,8 @@ class Manual(unittest.TestCase):
             self.assertEqual(lines, [])
 
     def test_has_each_message_of_the_client_word_for_word(self):
-        page = subprocess.run(["mandoc", "-Tascii", "-O", "width=1000", ROOT / "generated/trel-tool.8"],
-                              check=True, capture_output=True, text=True).stdout
+        mandoc = ["mandoc", "-Tascii", "-O", "width=1000", ROOT / "generated/trel-tool.8"]
+        page = subprocess.run(mandoc, check=True, capture_output=True, text=True).stdout
         page = re.sub(".\b", "", page).split("\nDIAGNOSTICS\n")[1].split("\nSEE ALSO\n")[0]
         # An entry begins at the fifth column, and its arguments have names.
         entries = {re.sub(r"\b(text|function|number)\b|digits", "%", line.strip())
