@@ -114,7 +114,8 @@ class Fish:
         self.folder, self.environment = folder, environment
 
     def ask(self, line, listing=False):
-        script = f"source {COMPLETIONS}/trel-tool.fish; complete -C {shlex.quote(line)}"
+        completions = shlex.quote(f"{COMPLETIONS}/trel-tool.fish")
+        script = f"source {completions}; complete -C {shlex.quote(line)}"
         result = subprocess.run(["fish", "--no-config", "-c", script], cwd=self.folder,
                                 env=self.environment, check=True, capture_output=True, text=True)
         if result.stderr:
@@ -143,7 +144,9 @@ class Zsh:
         os.read(self.master, 1)
         self.drainer = threading.Thread(target=self.drain, daemon=True)
         self.drainer.start()
-        self.type(f"fpath=({COMPLETIONS} $fpath); answer={answer}; source {HERE}/ask.zsh\n")
+        folder, asks = shlex.quote(str(COMPLETIONS)), shlex.quote(f"{HERE}/ask.zsh")
+        self.type(f"fpath=({folder} $fpath); answer={answer}; "
+                  f"source {asks} || print -u {answer} failed\n")
         if self.answers.readline() != "ready\n":
             raise AssertionError("zsh did not start")
 
