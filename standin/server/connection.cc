@@ -15,6 +15,14 @@ namespace {
 /// After so many calls that did not block, the other connections have their turn.
 constexpr unsigned MOST_IN_A_ROW = 4;
 
+/// Whoever sends in more pieces than this is slow.
+constexpr unsigned MANY_RECEIVES = 16;
+
+/// Many small pieces at once hold up everybody else: the slow are asked for half as much
+/// after a call that took longer, and for twice as much after one that did not.
+constexpr std::chrono::microseconds LONG_CALL(20);
+constexpr std::size_t LEAST_ASKED_FOR = 32;  // bytes
+
 }  // namespace
 
 Connection::Connection(Loop& loop, Descriptor socket, std::uint64_t number,
@@ -25,11 +33,19 @@ Connection::Connection(Loop& loop, Descriptor socket, std::uint64_t number,
       idleTime_(idleTime),
       socket_(std::move(socket)),
       watched_(loop.context.get_executor()),
-      wake_(loop.context) {
+      wake_(loop.context),
+      mostAtOnce_(loop.received.size()) {
   loop_.Add(*this);
 }
 
 Connection::~Connection() { loop_.Remove(*this); }
+
+Task<> Connection::Turn() {
+  using Pace = AcceptOrder::Pace;
+  return loop_.order.Turn(number_, IsSlow() ? Pace::SLOW : Pace::USUAL);
+}
+
+bool Connection::IsSlow() const { return receives_ > MANY_RECEIVES; }
 
 AsyncDescriptor& Connection::Watched() {
   if (!watched_.is_open()) {
@@ -47,9 +63,14 @@ bool Connection::MayWait() const {
 
 std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string_view& bytes) {
   for (;;) {
-    const ssize_t count =
-        recv(fd_, loop_.received.data(), std::min(most, loop_.received.size()), MSG_DONTWAIT);
+    const std::size_t size = std::min(most, mostAtOnce_);
+    const Clock::time_point begin = Clock::now();
+    const ssize_t count = recv(fd_, loop_.received.data(), size, MSG_DONTWAIT);
     if (count > 0) {
+      ++receives_;
+      if (IsSlow()) {
+        AdaptTo(Clock::now() - begin);
+      }
       bytes = {loop_.received.data(), static_cast<std::size_t>(count)};
       return IoResult::DONE;
     }
@@ -65,6 +86,11 @@ std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string
   }
 }
 
+void Connection::AdaptTo(Clock::duration time) {
+  mostAtOnce_ = time > LONG_CALL ? std::max(mostAtOnce_ / 2, LEAST_ASKED_FOR)
+                                 : std::min(mostAtOnce_ * 2, loop_.received.size());
+}
+
 Task<> Connection::Await(AsyncDescriptor::wait_type type) {
   inARow_ = 0;
   std::error_code ignored;
@@ -78,7 +104,7 @@ Task<> Connection::Await(AsyncDescriptor::wait_type type) {
 }
 
 Task<IoResult> Connection::Receive(std::size_t most, std::string_view& bytes) {
-  if (++inARow_ > MOST_IN_A_ROW) {
+  if (++inARow_ > MOST_IN_A_ROW || IsSlow()) {
     inARow_ = 0;
     co_await Turn();
   }

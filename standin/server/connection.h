@@ -36,7 +36,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   [[nodiscard]] int Fd() const { return fd_; }
 
   /// Waits until all earlier connections that have something to do have gone on.
-  [[nodiscard]] Task<> Turn() { return loop_.order.Turn(number_); }
+  [[nodiscard]] Task<> Turn();
 
   /// Receives from 1 to `most` bytes. `bytes` is valid until the next suspension.
   [[nodiscard]] Task<IoResult> Receive(std::size_t most, std::string_view& bytes);
@@ -77,6 +77,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
  private:
   [[nodiscard]] bool MayWait() const;
+  [[nodiscard]] bool IsSlow() const;
+  /// Asks for less or more, after a call that took `time`.
+  void AdaptTo(Clock::duration time);
   /// Receives at once. None if nothing has arrived.
   [[nodiscard]] std::optional<IoResult> ReceiveArrived(std::size_t most, std::string_view& bytes);
   /// Waits for what is to be read or written, or for the end of the wait.
@@ -90,7 +93,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Descriptor socket_;        ///< until the loop watches it
   AsyncDescriptor watched_;  ///< from then on
   Event wake_;
-  unsigned inARow_ = 0;  ///< calls since the last suspension
+  unsigned inARow_ = 0;    ///< calls since the last suspension
+  unsigned receives_ = 0;  ///< calls that brought something
+  std::size_t mostAtOnce_;
   bool patient_ = false;
   bool abandoned_ = false;
   bool idle_ = false;

@@ -21,28 +21,45 @@ Task<> Event::WaitUntil(Clock::time_point time) {
   co_await timer_.async_wait(asio::redirect_error(AWAIT, ignored));
 }
 
-Task<> AcceptOrder::Turn(std::uint64_t connection) {
-  const auto enter = [this, connection](Resume resume) {
-    if (ready_.empty()) {
-      known_ = 0;
-      asio::post(context_, [this] { ResumeAll(); });
+Task<> AcceptOrder::Turn(std::uint64_t connection, Pace pace) {
+  const auto enter = [this, connection, pace](Resume resume) {
+    if (pace == Pace::SLOW) {
+      slow_.push_back(std::move(resume));
+    } else {
+      ready_.emplace(connection, std::move(resume));
     }
-    ready_.emplace(connection, std::move(resume));
+    ResumeSoon();
   };
   asio::use_awaitable_t<Executor> token;
   co_await asio::async_initiate<asio::use_awaitable_t<Executor>, void()>(enter, token);
 }
 
-void AcceptOrder::ResumeAll() {
+void AcceptOrder::ResumeSoon() {
+  if (!std::exchange(resumesSoon_, true)) {
+    known_ = 0;
+    asio::post(context_, [this] { ResumeReady(); });
+  }
+}
+
+void AcceptOrder::ResumeReady() {
   if (ready_.size() != known_ && ready_.size() < MOST_READY) {
     // The loop looks for further events first.
     known_ = ready_.size();
-    asio::post(context_, [this] { ResumeAll(); });
+    asio::post(context_, [this] { ResumeReady(); });
     return;
   }
+  resumesSoon_ = false;
   auto ready = std::exchange(ready_, {});
   for (auto& [connection, resume] : ready) {
     std::move(resume)();
+  }
+  if (!slow_.empty()) {
+    Resume resume = std::move(slow_.front());
+    slow_.pop_front();
+    std::move(resume)();
+  }
+  if (!slow_.empty()) {
+    ResumeSoon();
   }
 }
 

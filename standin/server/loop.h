@@ -15,6 +15,7 @@
 #include <asio/use_awaitable.hpp>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <list>
 #include <map>
 #include <set>
@@ -48,23 +49,29 @@ class Event {
 };
 
 /// Resumes connections in accept order: a request that has arrived is never passed by one
-/// of a later connection.
+/// of a later connection. The slow, who send in many pieces, are resumed one at a time, each
+/// after all others, so that nobody waits for more than one piece of theirs.
 class AcceptOrder {
  public:
+  enum class Pace { USUAL, SLOW };
+
   explicit AcceptOrder(asio::io_context& context) : context_(context) {}
 
   /// Suspends `connection` until all that has happened by now is known, and all earlier
   /// connections that are ready have gone on.
-  [[nodiscard]] Task<> Turn(std::uint64_t connection);
+  [[nodiscard]] Task<> Turn(std::uint64_t connection, Pace pace);
 
  private:
   using Resume = asio::async_result<asio::use_awaitable_t<Executor>, void()>::handler_type;
 
-  void ResumeAll();
+  void ResumeSoon();
+  void ResumeReady();
 
   asio::io_context& context_;
   std::multimap<std::uint64_t, Resume> ready_;
+  std::deque<Resume> slow_;
   std::size_t known_ = 0;  ///< of `ready_`, when the loop was last asked for more
+  bool resumesSoon_ = false;
 };
 
 class Loop {

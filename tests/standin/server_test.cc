@@ -204,52 +204,6 @@ TEST(Server, SlowAndSilentClientsHoldUpNobody) {
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
 }
 
-TEST(Server, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
-  RunningStandin standin;
-  std::vector<Descriptor> clients;
-  for (int client = 0; client < 300; ++client) {
-    clients.push_back(ConnectTo(standin.Socket()));
-  }
-  // All have been accepted: a later one has had its reply.
-  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
-  EXPECT_EQ(standin.NextLine().at("connection"), 301);
-  kill(standin.Process(), SIGSTOP);
-  for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
-    standin::WriteAll(client->Get(), EncodeFrame(30, ""));
-  }
-  kill(standin.Process(), SIGCONT);
-  for (int client = 1; client <= 300; ++client) {
-    ASSERT_EQ(standin.NextLine().at("connection"), client);
-  }
-}
-
-TEST(Server, RequestsAreTakenInTheOrderOfTheirConnections) {
-  RunningStandin standin;
-  for (int client = 0; client < 500; ++client) {
-    const Descriptor connection = ConnectTo(standin.Socket());
-    standin::WriteAll(connection.Get(), EncodeFrame(30, ""));
-  }
-  const std::vector<Json> requests = standin.Stop().Events("request");
-  ASSERT_EQ(requests.size(), 500U);
-  for (std::size_t place = 0; place < requests.size(); ++place) {
-    ASSERT_EQ(requests[place].at("connection"), place + 1);
-  }
-}
-
-TEST(Server, ASlowRequestIsTakenOnceItHasArrived) {
-  RunningStandin standin;
-  const Descriptor slow = ConnectTo(standin.Socket());
-  const std::string request = EncodeFrame(13, "");
-  standin::WriteAll(slow.Get(), request.substr(0, 3));
-  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
-  standin::WriteAll(slow.Get(), request.substr(3));
-  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(slow.Get())));
-  const std::vector<Json> requests = standin.Stop().Events("request");
-  ASSERT_EQ(requests.size(), 2U);
-  EXPECT_EQ(requests[0].at("connection"), 2);
-  EXPECT_EQ(requests[1].at("connection"), 1);
-}
-
 TEST(Server, ClientsBeyondTheLimitWaitTheirTurn) {
   RunningStandin standin({"--max-connections", "2"});
   Descriptor first = ConnectTo(standin.Socket());

@@ -1,0 +1,97 @@
+// Which client is served first, when several are.
+
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+
+#include <csignal>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/descriptor.h"
+#include "core/frame.h"
+#include "core/unix_connect.h"
+#include "support/bytes.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+using standin::ConnectTo;
+using standin::Descriptor;
+using standin::EncodeFrame;
+
+/// Sends byte by byte, each once the one before has been received.
+void Dribble(int connection, std::string_view bytes) {
+  for (const char byte : bytes) {
+    standin::WriteAll(connection, {&byte, 1});
+    int unread = 1;
+    while (unread != 0) {
+      ASSERT_EQ(ioctl(connection, SIOCOUTQ, &unread), 0);
+    }
+  }
+}
+
+TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
+  RunningStandin standin;
+  std::vector<Descriptor> clients;
+  for (int client = 0; client < 300; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+  }
+  // All have been accepted: a later one has had its reply.
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(standin.NextLine().at("connection"), 301);
+  kill(standin.Process(), SIGSTOP);
+  for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
+    standin::WriteAll(client->Get(), EncodeFrame(30, ""));
+  }
+  kill(standin.Process(), SIGCONT);
+  for (int client = 1; client <= 300; ++client) {
+    ASSERT_EQ(standin.NextLine().at("connection"), client);
+  }
+}
+
+TEST(Order, RequestsAreTakenInTheOrderOfTheirConnections) {
+  RunningStandin standin;
+  for (int client = 0; client < 500; ++client) {
+    const Descriptor connection = ConnectTo(standin.Socket());
+    standin::WriteAll(connection.Get(), EncodeFrame(30, ""));
+  }
+  const std::vector<Json> requests = standin.Stop().Events("request");
+  ASSERT_EQ(requests.size(), 500U);
+  for (std::size_t place = 0; place < requests.size(); ++place) {
+    ASSERT_EQ(requests[place].at("connection"), place + 1);
+  }
+}
+
+TEST(Order, ASlowRequestIsTakenOnceItHasArrived) {
+  RunningStandin standin;
+  const Descriptor slow = ConnectTo(standin.Socket());
+  const std::string request = EncodeFrame(13, "");
+  standin::WriteAll(slow.Get(), request.substr(0, 3));
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  standin::WriteAll(slow.Get(), request.substr(3));
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(slow.Get())));
+  const std::vector<Json> requests = standin.Stop().Events("request");
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].at("connection"), 2);
+  EXPECT_EQ(requests[1].at("connection"), 1);
+}
+
+TEST(Order, WhoeverSendsInManyPiecesIsPassedByOthers) {
+  RunningStandin standin;
+  const std::string request = EncodeFrame(4, std::string(30, ' '));
+  const Descriptor slow = ConnectTo(standin.Socket());
+  const Descriptor other = ConnectTo(standin.Socket());
+  Dribble(slow.Get(), std::string_view(request).substr(0, request.size() - 1));
+  kill(standin.Process(), SIGSTOP);
+  standin::WriteAll(slow.Get(), request.substr(request.size() - 1));
+  standin::WriteAll(other.Get(), EncodeFrame(30, ""));
+  kill(standin.Process(), SIGCONT);
+  EXPECT_EQ(standin.NextLine().at("connection"), 2);
+  EXPECT_EQ(standin.NextLine().at("connection"), 1);
+}
+
+}  // namespace
+}  // namespace tests
