@@ -37,10 +37,8 @@ if(TREL_SANITIZERS)
 endif()
 if(TREL_COVERAGE)
   # Whole paths, so that the build can be anywhere; atomic, since tests have threads.
-  add_library(trel_dump_at_abort OBJECT "${CMAKE_CURRENT_LIST_DIR}/coverage/dump_at_abort.cc")
   target_compile_options(trel_flags INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(trel_flags INTERFACE
-    --coverage LINKER:--wrap=abort $<TARGET_OBJECTS:trel_dump_at_abort>)
+  target_link_options(trel_flags INTERFACE --coverage)
 endif()
 if(TREL_BUILD_FUZZERS AND NOT TREL_SANITIZERS MATCHES "memory")
   # Counts what an input reaches, for all code that a fuzzer may be linked with.

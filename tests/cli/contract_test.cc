@@ -10,10 +10,10 @@
 #include <map>
 #include <tuple>
 
-#include "cli/command_samples.h"
 #include "core/frame.h"
 #include "support/bytes.h"
 #include "support/client.h"
+#include "support/command_samples.h"
 #include "support/peer_socket.h"
 #include "support/temp_folder.h"
 

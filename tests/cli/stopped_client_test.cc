@@ -2,6 +2,7 @@
 // time-out set, signal(7) has the system call fail with EINTR.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -91,6 +92,24 @@ TEST(StoppedClient, TakesAPayloadOfWhichNothingHasComeForZeros) {
   EXPECT_EQ(failing.out, "");
   EXPECT_EQ(failing.err, "Error received: Unknown status 0x00000005: \n");
   EXPECT_EQ(failing.exitValue, 5);
+}
+
+TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory) {
+  if (ClientIsSanitized()) {
+    GTEST_SKIP() << "sanitizers take memory of their own";
+  }
+  malloc_trim(0);  // the peak memory of a process begins with what its parent holds
+  constexpr long FEW_KIB = 256 * 1024;
+  for (const std::size_t length : {0x7ffff000U, 0x80000000U, 0xffffffffU}) {
+    const ClientResult success = RunStopped({SILENT_ONE}, Header("00000000", length));
+    EXPECT_EQ(success.out + success.err, "");
+    EXPECT_EQ(success.exitValue, 0);
+    EXPECT_LT(success.maxRssKib, FEW_KIB);
+    const ClientResult error = RunStopped({SILENT_ONE}, Header("00000005", length));
+    EXPECT_EQ(error.err, "Error received: Unknown status 0x00000005: \n");
+    EXPECT_EQ(error.exitValue, 5);
+    EXPECT_LT(error.maxRssKib, FEW_KIB);
+  }
 }
 
 TEST(StoppedClient, WarnsOfAPayloadOfWhichAPartHasCome) {

@@ -6,30 +6,34 @@
 // a number of list entries, the third a signed number of characters more, and the
 // rest is repeated to that length.
 
-#include <getopt.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "client/payload.h"
-#include "client/run.h"
+#include "fake/poison.h"
+#include "fake/require.h"
+#include "fake/system.h"
 #include "fuzz/command_line_model.h"
-#include "fuzz/containment.h"
-#include "fuzz/fake_system.h"
 #include "fuzz/input_file.h"
-#include "fuzz/poison.h"
 
 namespace fuzz {
 namespace {
 
 using contract::ReplyMode;
+using fake::Ending;
+using fake::Poison;
+using fake::PrintingIntoSystem;
+using fake::Require;
+using fake::ResetSystem;
+using fake::RunOutcome;
+using fake::System;
+using fake::TheSystem;
+using fake::Unpoison;
 
 constexpr std::size_t ENTRY_SIZE = 37;
 constexpr std::size_t MOST_ENTRIES = 2600;
@@ -129,57 +133,61 @@ void ClearRequests(const ParsedLine& line) {
   }
 }
 
-struct Run {
-  Outcome outcome;
-  std::uint32_t status = 0;
-};
-
-Run RunOnce(const std::vector<char*>& words) {
-  // Of just this size, so that reading beyond the terminator is found.
-  const std::unique_ptr<char*[]> argv(new char*[words.size() + 1]);
-  std::copy(words.begin(), words.end(), argv.get());
-  argv[words.size()] = nullptr;
-
-  ResetSystem();
-  System().fileError = EACCES;
-  const PrintingIntoSystem printing;
-  optind = 0;  // the library starts anew
-  Run run;
-  run.outcome = Contain([&] {
-    run.status = trel::RunClient(static_cast<int>(words.size()), argv.get(), Requests());
-  });
-  return run;
+/// What the client calls from the socket to the end, its memory's calls left out.
+std::vector<std::string> CallsFromSocket() {
+  std::vector<std::string> calls;
+  for (const std::string& call : TheSystem().calls) {
+    const std::string name = call.substr(0, call.find('('));
+    if (name != "signal" && name != "strdup" && name != "calloc" && name != "free") {
+      calls.push_back(call);
+    }
+  }
+  return calls;
 }
 
-void CheckExchange(const ParsedLine& line, const Run& run) {
-  const FakeSystem& system = System();
-  Require(system.sockets == 1 && system.connects == 1, "one socket and one connection");
-  Require(system.timeoutSeconds == line.command->timeoutSeconds, "receive time-out");
-  std::string address("\x01\x00", 2);
+std::vector<std::string> ExpectedCalls(const ParsedLine& line, std::size_t payloadSize) {
   const Given& socketPath = line.Of("socket-path");
-  address += (socketPath.given ? socketPath.text : contract::Get().socketPath).substr(0, 107);
-  address.resize(110, '\0');
-  Require(system.address == address, "address of the daemon");
+  const std::string_view path = socketPath.given ? socketPath.text : contract::Get().socketPath;
+  std::vector<std::string> calls = {
+      "socket(unix, stream, 0) = socket",
+      "setsockopt(socket, receive time-out, " + std::to_string(line.command->timeoutSeconds) +
+          " s 0 us, 16) = 0",
+      "connect(socket, unix \"" + std::string(path.substr(0, 107)) + "\" and zeros, 110) = 0",
+      "send(socket, 8, 0) = 8"};
+  if (payloadSize != 0) {
+    const std::string size = std::to_string(payloadSize);
+    calls.push_back("send(socket, " + size + ", 0) = " + size);
+  }
+  // The daemon hangs up without a byte, and no file can be opened.
+  const ReplyMode mode = line.Mode();
+  const Given& file = line.Of("output-path");
+  if (mode == ReplyMode::STREAM && file.given) {
+    calls.push_back("fopen(\"" + std::string(file.text) + "\", \"w\") = -1 injected");
+  } else if (mode == ReplyMode::STREAM) {
+    calls.emplace_back("read(socket, 1023) = 0");
+  } else if (mode != ReplyMode::NONE) {
+    calls.emplace_back("recv(socket, 8, wait for all) = 0");
+  }
+  if (mode == ReplyMode::PRINT) {
+    calls.emplace_back("write(1, 0) = 0");
+  }
+  return calls;
+}
 
+void CheckExchange(const ParsedLine& line, const RunOutcome& run) {
   const std::string payload = ExpectPayload(line);
   std::string header(3, '\0');
   header += static_cast<char>(line.command->code);
   for (int shift = 24; shift >= 0; shift -= 8) {
     header += static_cast<char>(payload.size() >> shift & 0xff);
   }
-  const std::string_view sent = system.sent;
-  Require(system.sendSizes.size() == (payload.empty() ? 1 : 2), "number of sends");
-  Require(sent.substr(0, system.sendSizes[0]) == header, "header");
+  const std::string_view sent = TheSystem().sent;
+  Require(sent.substr(0, header.size()) == header, "header");
   Require(sent.substr(header.size()) == payload, "payload");
-
-  const ReplyMode mode = line.Mode();
-  const Given& path = line.Of("output-path");
-  const bool reachesFile = mode == ReplyMode::STREAM && path.given;
-  Require(system.filePath == (reachesFile ? path.text : ""), "path of the file");
-  Require(system.receives == (mode == ReplyMode::NONE || reachesFile ? 0 : 1),
-          "number of receives");
-  Require(run.status == (reachesFile ? 0x2bad000d : 0U), "status");
-  Require(system.out == (mode == ReplyMode::PRINT ? "\n" : ""), "output");
+  Require(CallsFromSocket() == ExpectedCalls(line, payload.size()), "calls");
+  const bool toFile = line.Mode() == ReplyMode::STREAM && line.Of("output-path").given;
+  Require(run.status == (toFile ? 0x2bad000d : 0U), "status");
+  Require(TheSystem().out == (line.Mode() == ReplyMode::PRINT ? "\n" : ""), "output");
 }
 
 void Check(const Words& words) {
@@ -190,15 +198,17 @@ void Check(const Words& words) {
     const PrintingIntoSystem printing;
     line = ParseLine(words.Pointers());
   }
-  err.assign(System().err).append(line.diagnostic);
-  const Run run = RunOnce(words.Pointers());
+  err.assign(TheSystem().err).append(line.diagnostic);
+  ResetSystem();
+  TheSystem().fault = {.call = "fopen", .number = EACCES};
+  const RunOutcome run = fake::RunClient(words.Pointers(), Requests());
 
-  const FakeSystem& system = System();
+  const System& system = TheSystem();
   Require(system.err == err, "diagnostics");
   if (line.fate == Fate::EXCHANGED) {
     CheckExchange(line, run);
   } else {
-    Require(system.sockets == 0, "a refused line makes no socket");
+    Require(CallsFromSocket().empty(), "a refused line makes no socket");
     Require(
         line.fate == Fate::ABORTED ? system.out.empty() : IsUsage(system.out, words.Pointers()[0]),
         "help text");
@@ -208,22 +218,21 @@ void Check(const Words& words) {
 
   // Only the copies of -j are left to the end of the process, unless that comes
   // in the middle of parsing: then both lists are, too.
-  const Outcome& outcome = run.outcome;
   switch (line.fate) {
     case Fate::REFUSED:
       Require(run.status == 0x0bad0001, "status of a refusal");
       [[fallthrough]];
     case Fate::EXCHANGED:
-      Require(outcome.ending == Ending::RETURNED, "the run returns");
-      Require(outcome.blocksHeld == line.jsonCopies, "released on return");
+      Require(run.ending == Ending::RETURNED, "the run returns");
+      Require(run.blocksHeld == line.jsonCopies, "released on return");
       break;
     case Fate::HELP:
-      Require(outcome.ending == Ending::EXITED && outcome.exitValue == 0, "help exits with 0");
-      Require(outcome.blocksHeld == line.jsonCopies + 2, "held at exit");
+      Require(run.ending == Ending::EXITED && run.exitValue == 0, "help exits with 0");
+      Require(run.blocksHeld == line.jsonCopies + 2, "held at exit");
       break;
     case Fate::ABORTED:
-      Require(outcome.ending == Ending::ABORTED, "a list beyond its capacity aborts");
-      Require(outcome.blocksHeld == line.jsonCopies + 2, "held at abort");
+      Require(run.ending == Ending::ABORTED, "a list beyond its capacity aborts");
+      Require(run.blocksHeld == line.jsonCopies + 2, "held at abort");
       break;
   }
 }

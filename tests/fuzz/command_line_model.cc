@@ -11,7 +11,7 @@
 #include <optional>
 #include <utility>
 
-#include "fuzz/containment.h"
+#include "fake/require.h"
 
 namespace fuzz {
 namespace {
@@ -41,7 +41,7 @@ std::string Message(std::string_view option, std::size_t index = 0,
     }
     return text;
   }
-  Fail("a message that the contract does not have");
+  fake::Fail("a message that the contract does not have");
 }
 
 /// The contract's message about a check. Of several messages the one of this index.
@@ -51,7 +51,7 @@ std::string CheckMessage(std::string_view check, std::size_t index = 0) {
       return entry.text;
     }
   }
-  Fail("a message that the contract does not have");
+  fake::Fail("a message that the contract does not have");
 }
 
 /// The number in `text` by its own arithmetic; nothing if it is beyond 64 bits.
@@ -295,7 +295,7 @@ const Given& ParsedLine::Of(std::string_view name) const {
       return options[row];
     }
   }
-  Fail("an option that the contract does not have");
+  fake::Fail("an option that the contract does not have");
 }
 
 ReplyMode ParsedLine::Mode() const {

@@ -5,13 +5,13 @@
 #include <array>
 #include <cstdio>
 
-#include "fuzz/containment.h"
+#include "fake/require.h"
 
 namespace fuzz {
 
 std::string ReadFile(const std::string& path) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
-  Require(file != nullptr, path.c_str());
+  fake::Require(file != nullptr, path.c_str());
   std::string bytes;
   std::array<char, 4096> piece{};
   while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file)) {

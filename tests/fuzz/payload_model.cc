@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "fake/require.h"
 #include "fuzz/command_line_model.h"
-#include "fuzz/containment.h"
 
 namespace fuzz {
 namespace {
@@ -108,7 +108,7 @@ class Builder {
       case FieldType::DIGITS:
         return Text(field);
     }
-    Fail("a type of field that the model does not know");
+    fake::Fail("a type of field that the model does not know");
   }
 
   [[nodiscard]] std::string Text(const Field& field) const {

@@ -14,12 +14,18 @@
 
 #include "client/command_table.h"
 #include "client/reply.h"
-#include "fuzz/containment.h"
-#include "fuzz/fake_system.h"
+#include "fake/require.h"
+#include "fake/system.h"
 #include "fuzz/reply_model.h"
 
 namespace fuzz {
 namespace {
+
+using fake::Ending;
+using fake::HangUp;
+using fake::Outcome;
+using fake::Require;
+using fake::System;
 
 constexpr std::size_t HEAD_SIZE = 8;
 constexpr char OUTPUT_PATH[] = "replies/of the day";
@@ -47,10 +53,12 @@ Scene ReadScene(std::string_view input) {
 }
 
 void Check(const Scene& scene) {
-  ResetSystem();
-  FakeSystem& system = System();
+  fake::ResetSystem();
+  System& system = fake::TheSystem();
   system.daemon = {.rest = scene.bytes, .packetSize = scene.packetSize, .ending = scene.ending};
-  system.fileError = scene.output == Output::NO_SUCH_FOLDER ? ENOENT : 0;
+  if (scene.output == Output::NO_SUCH_FOLDER) {
+    system.fault = {.call = "fopen", .number = ENOENT};
+  }
   system.outputRefused = scene.output == Output::REFUSED;
 
   trel::ClientOptions options;
@@ -63,9 +71,10 @@ void Check(const Scene& scene) {
   std::uint32_t status = 0;
   Outcome outcome;
   {
-    const PrintingIntoSystem printing;
-    outcome = Contain(
-        [&] { status = trel::HandleReply(DAEMON_SOCKET, *command, options, scene.sendStatus); });
+    const fake::PrintingIntoSystem printing;
+    outcome = fake::Contain([&] {
+      status = trel::HandleReply(fake::DAEMON_SOCKET, *command, options, scene.sendStatus);
+    });
   }
 
   const Expectation expected = Expect(scene);
@@ -73,7 +82,10 @@ void Check(const Scene& scene) {
   Require(expected.panics || status == expected.status, "status");
   Require(system.err == expected.err, "diagnostics");
   Require(system.out == expected.out, "output");
-  Require(system.filePath == (expected.opensFile ? OUTPUT_PATH : ""), "path of the output file");
+  const bool opensFile =
+      !system.calls.empty() &&
+      system.calls[0].starts_with("fopen(\"" + std::string(OUTPUT_PATH) + "\", \"w\")");
+  Require(opensFile == expected.opensFile, "the output file is opened first");
   Require(system.file == expected.file, "output file");
   Require(outcome.blocksHeld == (expected.payloadKept ? 1 : 0), "payloads left behind");
 }

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "fuzz/containment.h"
+#include "fake/require.h"
 #include "support/qslibs.h"
 
 namespace fuzz {
@@ -22,19 +22,19 @@ constexpr std::size_t HEADER = 8;
 /// The name of a status is the support library's affair but for three rules.
 std::string NameOf(std::uint32_t status) {
   std::string name = QSR_ReturnStatusToString(status);
-  Require(!name.empty() && name.find(": ") == std::string::npos, "name of a status");
+  fake::Require(!name.empty() && name.find(": ") == std::string::npos, "name of a status");
   const std::uint32_t error = status - ERRNO_BASE;
   const char* known = error <= 200 ? strerrordesc_np(static_cast<int>(error)) : nullptr;
   if (status != 0 && status != 0x0bad0001 && error != EAGAIN) {
     // A description with the separator in it cannot be used.
     if (known != nullptr && error != 0 && std::strstr(known, ": ") == nullptr) {
-      Require(name == known, "name of an error number");
+      fake::Require(name == known, "name of an error number");
     } else {
       char digits[] = "0x00000000";
       for (std::size_t place = 0; place < 8; ++place) {
         digits[9 - place] = "0123456789abcdef"[status >> 4 * place & 0xf];
       }
-      Require(name.find(digits) != std::string::npos, "number of an unknown status");
+      fake::Require(name.find(digits) != std::string::npos, "number of an unknown status");
     }
   }
   return name;
@@ -50,7 +50,7 @@ std::uint32_t Word(std::string_view bytes) {
   return word;
 }
 
-DaemonBytes BytesOf(const Scene& scene) {
+fake::DaemonBytes BytesOf(const Scene& scene) {
   return {.rest = scene.bytes, .packetSize = scene.packetSize, .ending = scene.ending};
 }
 
@@ -62,9 +62,9 @@ Expectation ExpectStream(const Scene& scene) {
     return expected;
   }
   std::string printed;
-  DaemonBytes daemon = BytesOf(scene);
+  fake::DaemonBytes daemon = BytesOf(scene);
   for (;;) {
-    const DaemonBytes::Received piece = daemon.Take(PIECE, false);
+    const fake::DaemonBytes::Received piece = daemon.Take(PIECE, false);
     if (piece.bytes.empty()) {
       expected.status = piece.error == 0 ? 0 : ERRNO_BASE + static_cast<std::uint32_t>(piece.error);
       break;
@@ -89,8 +89,8 @@ Expectation ExpectError(std::uint32_t status, std::string_view text) {
 }
 
 Expectation ExpectFrame(const Scene& scene) {
-  DaemonBytes daemon = BytesOf(scene);
-  const DaemonBytes::Received header = daemon.Take(HEADER, true);
+  fake::DaemonBytes daemon = BytesOf(scene);
+  const fake::DaemonBytes::Received header = daemon.Take(HEADER, true);
   if (header.error != 0) {
     return ExpectError(ERRNO_BASE + static_cast<std::uint32_t>(header.error), "(null)");
   }
@@ -99,13 +99,13 @@ Expectation ExpectFrame(const Scene& scene) {
 
   Expectation expected;
   std::string payload;
-  if (length > ALLOCATION_LIMIT) {
+  if (length > fake::System{}.allocationLimit) {
     expected.panics = true;
     expected.err = "TREL_SafeMalloc:3116: Failed to allocate new memory\n";
     return expected;
   }
   if (length > 0) {
-    const DaemonBytes::Received received = daemon.Take(length, true);
+    const fake::DaemonBytes::Received received = daemon.Take(length, true);
     if (received.error != 0) {
       payload.assign(length, '\0');
     } else if (received.bytes.size() < length) {

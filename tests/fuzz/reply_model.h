@@ -8,7 +8,7 @@
 #include <string>
 
 #include "contract/contract.h"
-#include "fuzz/fake_system.h"
+#include "fake/system.h"
 
 namespace fuzz {
 
@@ -21,7 +21,7 @@ struct Scene {
   bool all = false;
   Output output = Output::STANDARD;
   std::uint32_t sendStatus = 0;
-  HangUp ending = HangUp::PLAIN;
+  fake::HangUp ending = fake::HangUp::PLAIN;
   std::size_t packetSize = 0;  ///< 0: a stream without bounds in it
   std::string bytes;
 };

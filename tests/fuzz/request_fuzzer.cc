@@ -8,7 +8,7 @@
 
 #include "contract/contract.h"
 #include "core/frame.h"
-#include "fuzz/containment.h"
+#include "fake/require.h"
 #include "json/json.h"
 #include "protocol/request.h"
 #include "script/entry.h"
@@ -20,19 +20,20 @@ namespace {
 /// The frame of a reply that is neither cut nor made to lie.
 void CheckFrame(const standin::Reply& reply) {
   const std::string frame = standin::FrameBytes(reply);
-  Require(frame.size() >= standin::HEADER_SIZE, "a header");
+  fake::Require(frame.size() >= standin::HEADER_SIZE, "a header");
   const standin::Header header = standin::DecodeHeader(frame);
-  Require(header.word == reply.status, "status of the reply");
-  Require(header.length == frame.size() - standin::HEADER_SIZE, "length of the reply");
+  fake::Require(header.word == reply.status, "status of the reply");
+  fake::Require(header.length == frame.size() - standin::HEADER_SIZE, "length of the reply");
 }
 
 void Check(std::uint32_t code, std::string_view payload) {
   const standin::Header header{.word = code, .length = static_cast<std::uint32_t>(payload.size())};
   const standin::Request request = standin::DecodeRequest(header, std::string(payload));
-  Require(request.Bytes() == standin::EncodeFrame(code, payload), "bytes of the request");
-  Require((request.command != nullptr) == (contract::Get().CommandOfCode(code) != nullptr),
-          "the codes of the contract have a command");
-  Require(request.command != nullptr || !request.warnings.empty(), "a warning of an unknown code");
+  fake::Require(request.Bytes() == standin::EncodeFrame(code, payload), "bytes of the request");
+  fake::Require((request.command != nullptr) == (contract::Get().CommandOfCode(code) != nullptr),
+                "the codes of the contract have a command");
+  fake::Require(request.command != nullptr || !request.warnings.empty(),
+                "a warning of an unknown code");
 
   // Texts that are no UTF-8 can be shown.
   (void)standin::ToJson(request.fields);
@@ -40,7 +41,7 @@ void Check(std::uint32_t code, std::string_view payload) {
   standin::Entry entry;
   entry.command = request.command;
   entry.fields = request.fields;
-  Require(standin::Differences(entry, request).empty(), "a request is what its fields say");
+  fake::Require(standin::Differences(entry, request).empty(), "a request is what its fields say");
 
   const standin::SharedReply reply = standin::DefaultReply(request);
   if (reply->type == standin::Reply::Type::FRAME) {

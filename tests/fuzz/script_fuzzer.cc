@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "core/frame.h"
-#include "fuzz/containment.h"
+#include "fake/require.h"
 #include "json/json.h"
 #include "protocol/request.h"
 #include "script/script.h"
@@ -25,18 +25,20 @@ void Ask(standin::Script& script, std::uint32_t code) {
   (void)script.AtHeader(header);
   const standin::Outcome outcome =
       script.AtRequest(standin::DecodeRequest(header, std::string(36, '0')));
-  Require(!script.Failure().empty() || outcome.differences.empty(), "a difference is a failure");
+  fake::Require(!script.Failure().empty() || outcome.differences.empty(),
+                "a difference is a failure");
   if (outcome.reply->type == standin::Reply::Type::FRAME) {
     const std::string frame = standin::FrameBytes(*outcome.reply);
-    Require(frame.size() <= standin::HEADER_SIZE + outcome.reply->payload.size(),
-            "a reply has no bytes but its own");
+    fake::Require(frame.size() <= standin::HEADER_SIZE + outcome.reply->payload.size(),
+                  "a reply has no bytes but its own");
   }
   (void)standin::ToJson(standin::DescribeReply(*outcome.reply));
 }
 
 void Check(std::string_view script) {
   const int fd = memfd_create("script", MFD_CLOEXEC);
-  Require(write(fd, script.data(), script.size()) == static_cast<ssize_t>(script.size()), "write");
+  fake::Require(write(fd, script.data(), script.size()) == static_cast<ssize_t>(script.size()),
+                "write");
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   try {
     const auto read = standin::ReadScript(path);
@@ -46,7 +48,8 @@ void Check(std::string_view script) {
     (void)read->Failure();
     (void)read->Summary();
   } catch (const standin::ScriptError& error) {
-    Require(std::string_view(error.what()).substr(0, path.size()) == path, "the file comes first");
+    fake::Require(std::string_view(error.what()).substr(0, path.size()) == path,
+                  "the file comes first");
   }
   close(fd);
 }

@@ -1,6 +1,6 @@
 // The samples, in the order of the contract.
 
-#include "cli/command_samples.h"
+#include "support/command_samples.h"
 
 #include <algorithm>
 #include <cctype>
@@ -10,10 +10,6 @@
 
 namespace tests {
 namespace {
-
-using standin::AwaitHangUp;
-using standin::HalfClose;
-using standin::SendBytes;
 
 /// A single-digit field decides where a command has two reply modes.
 ReplyMode ModeOf(const contract::Command& command, const std::string& payload) {
@@ -76,16 +72,6 @@ std::vector<CommandSample> SampleOfEachPayload() {
 
 std::vector<CommandSample> SampleOfEachMode() {
   return FirstOfEach(AllSamples(), [](const CommandSample& /*sample*/) { return std::string(); });
-}
-
-std::vector<standin::Step> ReplyOk(const CommandSample& sample) {
-  if (sample.mode == ReplyMode::STREAM) {
-    return {SendBytes{"ok"}, HalfClose{}, AwaitHangUp{}};
-  }
-  if (sample.IsFramed()) {
-    return {SendBytes{standin::EncodeFrame(0, "ok")}, AwaitHangUp{}};
-  }
-  return {AwaitHangUp{}};
 }
 
 std::string OkOutput(const CommandSample& sample) {

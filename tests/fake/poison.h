@@ -1,17 +1,20 @@
 // Memory that nobody may touch, as far as the sanitizer of the build can tell.
 
-#ifndef FUZZ_POISON_H
-#define FUZZ_POISON_H
+#ifndef FAKE_POISON_H
+#define FAKE_POISON_H
 
 #include <cstddef>
 
+#ifndef __has_feature  // g++ 12
+#define __has_feature(feature) 0
+#endif
 #if __has_feature(address_sanitizer)
 #include <sanitizer/asan_interface.h>
 #elif __has_feature(memory_sanitizer)
 #include <sanitizer/msan_interface.h>
 #endif
 
-namespace fuzz {
+namespace fake {
 
 /// From here on touching the `count` bytes (with MemorySanitizer: acting on
 /// their values) is a finding.
@@ -41,6 +44,6 @@ inline bool IsWritable([[maybe_unused]] void* bytes, [[maybe_unused]] std::size_
 #endif
 }
 
-}  // namespace fuzz
+}  // namespace fake
 
-#endif  // FUZZ_POISON_H
+#endif  // FAKE_POISON_H

@@ -1,8 +1,8 @@
 // Command lines of the contract with their requests and how their replies are treated,
 // for tests that concern every request or every reply.
 
-#ifndef TESTS_CLI_COMMAND_SAMPLES_H
-#define TESTS_CLI_COMMAND_SAMPLES_H
+#ifndef TESTS_SUPPORT_COMMAND_SAMPLES_H
+#define TESTS_SUPPORT_COMMAND_SAMPLES_H
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "contract/contract.h"
-#include "core/steps.h"
 
 namespace tests {
 
@@ -55,10 +54,7 @@ template <typename Predicate>
   return samples;
 }
 
-/// A daemon that says "ok" as soon as it is called, then reads all it is sent: it
-/// replies whatever becomes of the request.
-[[nodiscard]] std::vector<standin::Step> ReplyOk(const CommandSample& sample);
-/// What the client prints then.
+/// What the client prints if the daemon says "ok".
 [[nodiscard]] std::string OkOutput(const CommandSample& sample);
 
 /// Names a test after its sample.
@@ -68,4 +64,4 @@ void PrintTo(const CommandSample& sample, std::ostream* out);
 
 }  // namespace tests
 
-#endif  // TESTS_CLI_COMMAND_SAMPLES_H
+#endif  // TESTS_SUPPORT_COMMAND_SAMPLES_H

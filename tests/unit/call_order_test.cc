@@ -7,16 +7,13 @@
 #include <algorithm>
 #include <iterator>
 
-#include "cli/command_samples.h"
-#include "cli/injected_run.h"
 #include "support/bytes.h"
+#include "unit/fake_run.h"
 
 namespace tests {
 namespace {
 
-using standin::AwaitHangUp;
-using standin::HalfClose;
-using standin::SendBytes;
+using fake::Ending;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
@@ -47,7 +44,7 @@ Calls CallsOfReply(ReplyMode mode) {
 
 TEST_P(CallOrder, IsFixedForEachPayloadAndReplyMode) {
   const CommandSample& sample = GetParam();
-  const InjectedResult run = RunInjected({.words = sample.words, .steps = ReplyOk(sample)});
+  const FakeRun run = RunInFakeSystem(sample.words, OkReply(sample));
 
   Calls expected = {"signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1", "calloc(1, 94720) = #2"};
   if (sample.CopiesText()) {
@@ -56,7 +53,7 @@ TEST_P(CallOrder, IsFixedForEachPayloadAndReplyMode) {
   Append(expected, {"socket(unix, stream, 0) = socket",
                     "setsockopt(socket, receive time-out, " +
                         std::to_string(sample.command->timeoutSeconds) + " s 0 us, 16) = 0",
-                    "connect(socket, unix \"<folder>/s\" and zeros, 110) = 0"});
+                    "connect(socket, unix \"/s\" and zeros, 110) = 0"});
   if (sample.HasHeapRecord()) {
     Append(expected, {"calloc(1, 94728) = #3"});
   }
@@ -75,15 +72,15 @@ TEST_P(CallOrder, IsFixedForEachPayloadAndReplyMode) {
   Append(expected, reply);
   Append(expected, {"free(#1)", "free(#2)"});
   EXPECT_THAT(run.calls, ElementsAreArray(expected));
-  EXPECT_TRUE(SameBytes(sample.Request(), run.request));
+  EXPECT_TRUE(SameBytes(sample.Request(), run.sent));
   EXPECT_EQ(run.out, OkOutput(sample));
   EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_EQ(run.status, 0U);
 }
 
 /// The calls of a run that reads an empty request's reply from the third
 /// allocation on.
-Calls CallsAfterEmptyRequest(const InjectedResult& run) {
+Calls CallsAfterEmptyRequest(const FakeRun& run) {
   constexpr std::size_t CALLS_UP_TO_SEND = 7;
   Calls calls = run.calls;
   calls.erase(calls.begin(),
@@ -92,25 +89,20 @@ Calls CallsAfterEmptyRequest(const InjectedResult& run) {
 }
 
 TEST(CallOrderOfReplies, AReplyWithoutPayloadIsReceivedOnceAndWrittenAsNothing) {
-  const InjectedResult run =
-      RunInjected({.words = {"fitness-stats-get"}, .steps = {SendBytes{Zeros(8)}, AwaitHangUp{}}});
+  const FakeRun run = RunInFakeSystem({"fitness-stats-get"}, Zeros(8));
   EXPECT_THAT(CallsAfterEmptyRequest(run), ElementsAre("recv(socket, 8, wait for all) = 8",
                                                        "write(1, 0) = 0", "free(#1)", "free(#2)"));
 }
 
 TEST(CallOrderOfReplies, AnErrorReplyIsReleasedBeforeTheLists) {
-  const InjectedResult run =
-      RunInjected({.words = {"fitness-stats-get"},
-                   .steps = {SendBytes{FromHex("00000005 00000003") + "why"}, AwaitHangUp{}}});
+  const FakeRun run = RunInFakeSystem({"fitness-stats-get"}, standin::EncodeFrame(5, "why"));
   EXPECT_THAT(CallsAfterEmptyRequest(run),
               ElementsAre("recv(socket, 8, wait for all) = 8", "malloc(3) = #3",
                           "recv(socket, 3, wait for all) = 3", "free(#3)", "free(#1)", "free(#2)"));
 }
 
 TEST(CallOrderOfReplies, AShortPayloadIsReleasedAndNotAskedForAgain) {
-  const InjectedResult run = RunInjected(
-      {.words = {"fitness-stats-get"},
-       .steps = {SendBytes{FromHex("00000000 00000003") + "w"}, HalfClose{}, AwaitHangUp{}}});
+  const FakeRun run = RunInFakeSystem({"fitness-stats-get"}, FromHex("00000000 00000003") + "w");
   EXPECT_THAT(CallsAfterEmptyRequest(run),
               ElementsAre("recv(socket, 8, wait for all) = 8", "malloc(3) = #3",
                           "recv(socket, 3, wait for all) = 1", "free(#3)", "write(1, 0) = 0",
@@ -118,31 +110,37 @@ TEST(CallOrderOfReplies, AShortPayloadIsReleasedAndNotAskedForAgain) {
 }
 
 TEST(CallOrderOfReplies, AnOutputFileIsOpenedOnceAfterTheSendAndNeverClosed) {
-  const TempFolder folder;
-  const InjectedResult run = RunInjected({.words = {"stats", "-o", folder / "f"},
-                                          .steps = {SendBytes{"ok"}, HalfClose{}, AwaitHangUp{}}});
+  const FakeRun run = RunInFakeSystem({"stats", "-o", "f"}, "ok");
   EXPECT_THAT(CallsAfterEmptyRequest(run),
-              ElementsAre("fopen(\"<folder>/f\", \"w\") = 0", "read(socket, 1023) = 2",
+              ElementsAre("fopen(\"f\", \"w\") = 0", "read(socket, 1023) = 2",
                           "read(socket, 1023) = 0", "free(#1)", "free(#2)"));
-  EXPECT_EQ(ReadFile(folder / "f"), "ok");
+  EXPECT_EQ(run.file, "ok");
 }
 
 TEST(CallOrderOfUsageErrors, NothingIsTouchedButTheTwoLists) {
-  const InjectedResult run = RunInjected({.words = {"crawler"}});
+  const FakeRun run = RunInFakeSystem({"crawler"}, "");
   EXPECT_THAT(run.calls, ElementsAre("signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1",
                                      "calloc(1, 94720) = #2", "free(#1)", "free(#2)"));
-  EXPECT_FALSE(run.called);
 }
 
 TEST(CallOrderOfUsageErrors, HelpEndsTheProcessAndReleasesNothing) {
-  const InjectedResult run = RunInjected({.words = {"-h"}});
+  const FakeRun run = RunInFakeSystem({"-h"}, "");
   EXPECT_THAT(run.calls, ElementsAre("signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1",
                                      "calloc(1, 94720) = #2"));
+  EXPECT_EQ(run.ending, Ending::EXITED);
   EXPECT_EQ(run.exitValue, 0);
 }
 
+TEST(CallOrderOfUsageErrors, AListBeyondItsCapacityAbortsWithoutAWord) {
+  const FakeRun run = RunInFakeSystem({"-l", UuidList(2561), "what-if-upgrade"}, "");
+  EXPECT_THAT(run.calls, ElementsAre("signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1",
+                                     "calloc(1, 94720) = #2"));
+  EXPECT_EQ(run.ending, Ending::ABORTED);
+  EXPECT_EQ(run.out + run.err, "");
+}
+
 TEST(CallOrderOfUsageErrors, AReplacedJsonTextIsNotReleased) {
-  const InjectedResult run = RunInjected({.words = {"-j", "1", "-j", "2", "stat"}});
+  const FakeRun run = RunInFakeSystem({"-j", "1", "-j", "2", "stat"}, "");
   EXPECT_THAT(run.calls, ElementsAre("signal(PIPE, ignored) = 0", "calloc(1, 94720) = #1",
                                      "calloc(1, 94720) = #2", "strdup(\"1\") = #3",
                                      "strdup(\"2\") = #4", "free(#1)", "free(#2)"));
