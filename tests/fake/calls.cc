@@ -102,12 +102,12 @@ class Call {
   std::longjmp(wayBack, 1);  // NOLINT(cert-err52-cpp): the client has no destructors
 }
 
-/// A block that does not end in zero bytes by luck: the C library's own reading is
-/// not instrumented, so a text that it reads beyond its end must look wrong.
-void* WithTail(std::size_t size) {
+/// A block without a zero byte by luck, and with more of the kind after it: the C library's
+/// own reading is not instrumented, so a text that it reads beyond its end must look wrong.
+void* FilledBlock(std::size_t size) {
   constexpr std::size_t tail = 16;
   auto* block = static_cast<char*>(__real_malloc(size + tail));
-  std::fill_n(block + size, tail, '?');
+  std::fill_n(block, size + tail, '?');
   Poison(block + size, tail);
   return block;
 }
@@ -200,7 +200,7 @@ void* __wrap_malloc(std::size_t size) {
   }
   Call call("malloc", std::to_string(size));
   const bool refused = call.Fails() || size > fake::TheSystem().allocationLimit;
-  return call.ReturnBlock(refused ? nullptr : fake::WithTail(size));
+  return call.ReturnBlock(refused ? nullptr : fake::FilledBlock(size));
 }
 
 char* __wrap_strdup(const char* text) {

@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 class CallOrder : public testing::TestWithParam<CommandSample> {};
-INSTANTIATE_TEST_SUITE_P(Of, CallOrder, testing::ValuesIn(SampleOfEachPayload()), SampleName);
+INSTANTIATE_TEST_SUITE_P(Of, CallOrder, testing::ValuesIn(SampleOfEachCommand()), SampleName);
 
 using Calls = std::vector<std::string>;
 
@@ -42,7 +42,7 @@ Calls CallsOfReply(ReplyMode mode) {
   return {};
 }
 
-TEST_P(CallOrder, IsFixedForEachPayloadAndReplyMode) {
+TEST_P(CallOrder, IsFixedForEachCommandAndReplyMode) {
   const CommandSample& sample = GetParam();
   const FakeRun run = RunInFakeSystem(sample.words, OkReply(sample));
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,7 +14,6 @@
 #include "core/frame.h"
 #include "fake/system.h"
 #include "support/command_samples.h"
-#include "unit/command_line.h"
 
 namespace tests {
 
@@ -29,21 +30,37 @@ struct FakeRun : fake::RunOutcome {
   return sample.mode == ReplyMode::STREAM ? "ok" : standin::EncodeFrame(0, "ok");
 }
 
-/// Runs `trel-tool -s /s <words>` against a daemon that sends `reply`. The test fails if
-/// the client never makes the call that the fault is for.
+/// A well-formed list of `count` entries.
+[[nodiscard]] inline std::string UuidList(std::size_t count) {
+  std::string list;
+  for (std::size_t entry = 0; entry < count; ++entry) {
+    list += entry == 0 ? "" : ",";
+    list += "01234567-89ab-cdef-0123-456789abcdef";
+  }
+  return list;
+}
+
+/// Runs `trel-tool -s /s <words>` against a daemon that sends `reply`; other words may come
+/// first. The test fails if the client never makes the call that the fault is for.
 [[nodiscard]] inline FakeRun RunInFakeSystem(std::vector<std::string> words,
                                              const std::string& reply,
-                                             const fake::Fault& fault = {}) {
-  words.insert(words.begin(), {"-s", "/s"});
-  CommandLine line(std::move(words));
+                                             const fake::Fault& fault = {},
+                                             const std::vector<std::string>& first = {"-s", "/s"}) {
+  words.insert(words.begin(), first.begin(), first.end());
+  words.insert(words.begin(), "trel-tool");
+  std::vector<char*> pointers;
+  for (std::string& word : words) {
+    pointers.push_back(word.data());
+  }
+  unsetenv("POSIXLY_CORRECT");  // of the tests' caller
   fake::ResetSystem();
   fake::System& system = fake::TheSystem();
   system.daemon = {.rest = reply};
   system.fault = fault;
   const auto requests = std::make_unique<trel::LargeRequests>();
+  errno = ERANGE;  // of some call before: no call of the client is to go by it
   FakeRun run;
-  static_cast<fake::RunOutcome&>(run) =
-      fake::RunClient({line.Vector(), line.Vector() + line.Count()}, *requests);
+  static_cast<fake::RunOutcome&>(run) = fake::RunClient(pointers, *requests);
   EXPECT_LE(system.fault.occurrence, fault.call.empty() ? 1 : 0) << "no such call: " << fault.call;
   run.calls = system.calls;
   run.sent = system.sent;
