@@ -48,11 +48,11 @@ TEST_P(ContractExample, SendsItsBytesAndPrintsWhatItsModePrints) {
   EXPECT_TRUE(SameBytes(sample.Request(), run.request));
   EXPECT_EQ(timeout.tv_sec, sample.mode != ReplyMode::NONE ? sample.command->timeoutSeconds : 0);
   EXPECT_EQ(timeout.tv_usec, 0);
-  EXPECT_EQ(run.out, sample.mode == ReplyMode::PRINT    ? "text\n"
-                     : sample.mode == ReplyMode::STREAM ? "text"
-                                                        : "");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_TRUE(Ended(run,
+                    sample.mode == ReplyMode::PRINT    ? "text\n"
+                    : sample.mode == ReplyMode::STREAM ? "text"
+                                                       : "",
+                    "", 0));
 }
 
 class ContractCommand : public testing::TestWithParam<CommandSample> {
@@ -96,16 +96,13 @@ TEST_P(ContractCommand, ReportsAnErrorIfItsReplyIsFramed) {
   const bool framed = GetParam().IsFramed();
   const ClientResult run = RunClient(GetParam().words, EncodeFrame(5, "why"));
   // As a stream, the frame is text up to its first zero byte: none.
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, framed ? "Error received: Unknown status 0x00000005: why\n" : "");
-  EXPECT_EQ(run.exitValue, framed ? 5 : 0);
+  EXPECT_TRUE(Ended(run, "", framed ? "Error received: Unknown status 0x00000005: why\n" : "",
+                    framed ? 5 : 0));
 }
 
 TEST_P(ContractCommand, TakesAClosedConnectionForAnEmptySuccess) {
-  const ClientResult run = RunClient(GetParam().words, "");
-  EXPECT_EQ(run.out, GetParam().mode == ReplyMode::PRINT ? "\n" : "");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_TRUE(Ended(RunClient(GetParam().words, ""),
+                    GetParam().mode == ReplyMode::PRINT ? "\n" : "", "", 0));
 }
 
 TEST_P(ContractCommand, HeedsTheOptionsThatItNamesAndNoOther) {

@@ -116,12 +116,6 @@ ClientResult RunInto(const Words& words, const std::string& reply,
       {.words = words, .steps = {ReadRequest{}, SendBytes{reply}}, .prepare = prepare});
 }
 
-void ExpectQuietEnd(int exitValue, const ClientResult& run) {
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.signal, 0);
-  EXPECT_EQ(run.exitValue, exitValue);
-}
-
 /// Standard output becomes a pipe that nobody reads.
 void BreakOutput() {
   std::array<int, 2> ends{};
@@ -138,16 +132,16 @@ void MakeOutputReadOnly() { dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDOUT
 
 TEST(FailingOutput, OfAPrintedReplyEndsTheRunWithItsErrno) {
   const std::string reply = Frame("00000000", "text");
-  ExpectQuietEnd(32, RunInto({PRINTING}, reply, BreakOutput));
-  ExpectQuietEnd(28, RunInto({PRINTING}, reply, FillOutput));
-  ExpectQuietEnd(9, RunInto({PRINTING}, reply, MakeOutputReadOnly));
+  EXPECT_TRUE(Ended(RunInto({PRINTING}, reply, BreakOutput), "", "", 32));
+  EXPECT_TRUE(Ended(RunInto({PRINTING}, reply, FillOutput), "", "", 28));
+  EXPECT_TRUE(Ended(RunInto({PRINTING}, reply, MakeOutputReadOnly), "", "", 9));
 }
 
 TEST(FailingOutput, OfAStreamGoesUnnoticed) {
-  ExpectQuietEnd(0, RunInto({"stats"}, "text", BreakOutput));
-  ExpectQuietEnd(0, RunInto({"stats"}, "text", FillOutput));
-  ExpectQuietEnd(0, RunInto({"stats"}, "text", MakeOutputReadOnly));
-  ExpectQuietEnd(0, RunInto({"stats", "-o", "/dev/full"}, "text", {}));
+  EXPECT_TRUE(Ended(RunInto({"stats"}, "text", BreakOutput), "", "", 0));
+  EXPECT_TRUE(Ended(RunInto({"stats"}, "text", FillOutput), "", "", 0));
+  EXPECT_TRUE(Ended(RunInto({"stats"}, "text", MakeOutputReadOnly), "", "", 0));
+  EXPECT_TRUE(Ended(RunInto({"stats", "-o", "/dev/full"}, "text", {}), "", "", 0));
 }
 
 }  // namespace

@@ -45,12 +45,6 @@ class OutputFile : public testing::Test {
   }
   [[nodiscard]] std::string In(const std::string& name) const { return folder_ / name; }
 
-  static void ExpectEnd(const ClientResult& run, int exitValue) {
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.exitValue, exitValue);
-  }
-
  private:
   TempFolder folder_;
 };
@@ -58,7 +52,7 @@ class OutputFile : public testing::Test {
 TEST_F(OutputFile, IsCreatedWithTheModeThatTheCallersUmaskLeaves) {
   for (const mode_t mask : {0U, 022U, 077U, 0777U}) {
     const std::string path = In(std::to_string(mask));
-    ExpectEnd(Run({"-o", path}, "new", [mask] { umask(mask); }), 0);
+    EXPECT_TRUE(Ended(Run({"-o", path}, "new", [mask] { umask(mask); }), "", "", 0));
     EXPECT_EQ(ModeOf(path), 0666 & ~mask);
     EXPECT_EQ(StatusOf(path).st_size, 3);
   }
@@ -69,7 +63,7 @@ TEST_F(OutputFile, ThatExistsIsTruncatedAndKeepsItsNumberItsModeAndItsLinks) {
   ASSERT_EQ(chmod(In("f").c_str(), 0640), 0);
   ASSERT_EQ(link(In("f").c_str(), In("link").c_str()), 0);
   const struct stat before = StatusOf(In("f"));
-  ExpectEnd(Run({"-o", "f"}, "new", [] { umask(0); }), 0);
+  EXPECT_TRUE(Ended(Run({"-o", "f"}, "new", [] { umask(0); }), "", "", 0));
   const struct stat after = StatusOf(In("f"));
   EXPECT_EQ(after.st_ino, before.st_ino);
   EXPECT_EQ(after.st_mode, before.st_mode);
@@ -82,7 +76,7 @@ TEST_F(OutputFile, ByASymbolicLinkIsTheFileThatItPointsAt) {
   for (const std::string target : {"old", "created"}) {
     const std::string name = In("link to " + target);
     ASSERT_EQ(symlink(target.c_str(), name.c_str()), 0);
-    ExpectEnd(Run({"-o", name}), 0);
+    EXPECT_TRUE(Ended(Run({"-o", name}), "", "", 0));
     EXPECT_EQ(std::filesystem::read_symlink(name), target);
     EXPECT_EQ(ReadFile(In(target)), "new");
   }
@@ -91,7 +85,7 @@ TEST_F(OutputFile, ByASymbolicLinkIsTheFileThatItPointsAt) {
 TEST_F(OutputFile, MayBeANamedPipeAndStaysOne) {
   ASSERT_EQ(mkfifo(In("pipe").c_str(), 0600), 0);
   const standin::Descriptor reader(open(In("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  ExpectEnd(Run({"-o", "pipe"}), 0);
+  EXPECT_TRUE(Ended(Run({"-o", "pipe"}), "", "", 0));
   std::array<char, 16> text{};
   EXPECT_EQ(read(reader.Get(), text.data(), text.size()), 3);
   EXPECT_STREQ(text.data(), "new");
@@ -100,29 +94,29 @@ TEST_F(OutputFile, MayBeANamedPipeAndStaysOne) {
 
 TEST_F(OutputFile, MayBeADeviceAndStaysOne) {
   const Terminal terminal;
-  ExpectEnd(Run({"-o", terminal.Path()}, "new\n"), 0);
+  EXPECT_TRUE(Ended(Run({"-o", terminal.Path()}, "new\n"), "", "", 0));
   EXPECT_EQ(terminal.ReadLine(), "new\n");
   EXPECT_TRUE(S_ISCHR(StatusOf(terminal.Path()).st_mode));
 }
 
 TEST_F(OutputFile, OfOneHyphenIsAFileOfThatName) {
-  ExpectEnd(Run({"-o", "-"}), 0);
+  EXPECT_TRUE(Ended(Run({"-o", "-"}), "", "", 0));
   EXPECT_EQ(ReadFile(In("-")), "new");
 }
 
 TEST_F(OutputFile, WithoutANameEndsTheRunWithItsErrno) {
   constexpr int NO_SUCH_FILE = 2;
-  ExpectEnd(Run({"-o", ""}), NO_SUCH_FILE);
+  EXPECT_TRUE(Ended(Run({"-o", ""}), "", "", NO_SUCH_FILE));
 }
 
 TEST_F(OutputFile, ThatIsAFolderEndsTheRunWithItsErrno) {
   constexpr int IS_A_FOLDER = 21;
-  ExpectEnd(Run({"-o", "."}), IS_A_FOLDER);
+  EXPECT_TRUE(Ended(Run({"-o", "."}), "", "", IS_A_FOLDER));
 }
 
 TEST_F(OutputFile, IsTheLastOneGivenAndNoOtherIsTouched) {
   WriteFile(In("first"), "old");
-  ExpectEnd(Run({"-o", "first", "--output-path=last"}), 0);
+  EXPECT_TRUE(Ended(Run({"-o", "first", "--output-path=last"}), "", "", 0));
   EXPECT_EQ(ReadFile(In("first")), "old");
   EXPECT_EQ(ReadFile(In("last")), "new");
 }

@@ -46,13 +46,6 @@ std::future<ClientResult> Start(const std::string& word, const std::vector<Step>
   });
 }
 
-void ExpectRun(const std::string& out, const std::string& err, int exitValue, ClientResult run) {
-  EXPECT_EQ(run.out, out);
-  EXPECT_EQ(run.err, err);
-  EXPECT_EQ(run.exitValue, exitValue);
-  EXPECT_EQ(run.signal, 0);
-}
-
 TEST(ReceiveTimeoutSlow, BoundsAHeaderAndAPayloadAsAWholeAndEachPieceOfAStream) {
   const std::string bytes = Text(MORE_THAN_COME);
   auto silence = Start(SILENT_ONE, {ReadRequest{}, AwaitHangUp{}});
@@ -61,12 +54,13 @@ TEST(ReceiveTimeoutSlow, BoundsAHeaderAndAPayloadAsAWholeAndEachPieceOfAStream) 
   auto stream = Start("stats", Dribble("", bytes));
   auto endlessStream = Start("stats", {ReadRequest{}, SendBytes{"kept"}, AwaitHangUp{}});
 
-  ExpectRun("", "Error received: No answer within the time-out: (null)\n", 11, silence.get());
+  EXPECT_TRUE(
+      Ended(silence.get(), "", "Error received: No answer within the time-out: (null)\n", 11));
   // The last byte, the length, has not come.
-  ExpectRun("\n", "", 0, header.get());
-  ExpectRun("\n", SHORT_PAYLOAD_WARNING, 0, payload.get());
-  ExpectRun(bytes, "", 0, stream.get());
-  ExpectRun("kept", "", 11, endlessStream.get());
+  EXPECT_TRUE(Ended(header.get(), "\n", "", 0));
+  EXPECT_TRUE(Ended(payload.get(), "\n", SHORT_PAYLOAD_WARNING, 0));
+  EXPECT_TRUE(Ended(stream.get(), bytes, "", 0));
+  EXPECT_TRUE(Ended(endlessStream.get(), "kept", "", 11));
 }
 
 }  // namespace

@@ -48,10 +48,8 @@ INSTANTIATE_TEST_SUITE_P(Of, ReplyStatus, testing::ValuesIn(STATUSES),
 TEST_P(ReplyStatus, IsReportedByNameAndEndsAsTheExitValue) {
   for (const std::string& word : {PRINTING, SILENT_ONE}) {
     const std::string head = std::string("Error received: ") + GetParam().text + ": ";
-    const ClientResult withText = RunWithReply(word, Frame(GetParam().word, "why"));
-    EXPECT_EQ(withText.out, "");
-    EXPECT_EQ(withText.err, head + "why\n");
-    EXPECT_EQ(withText.exitValue, GetParam().exitValue);
+    EXPECT_TRUE(Ended(RunWithReply(word, Frame(GetParam().word, "why")), "", head + "why\n",
+                      GetParam().exitValue));
     const ClientResult withoutText = RunWithReply(word, Frame(GetParam().word, ""));
     EXPECT_EQ(withoutText.err, head + "(null)\n");
     EXPECT_EQ(withoutText.exitValue, GetParam().exitValue);

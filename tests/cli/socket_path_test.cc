@@ -37,9 +37,7 @@ void ExpectConnects(const TempFolder& folder, const std::string& name,
                      .prepare = [here = folder / ""] { (void)!chdir(here.c_str()); }};
   setup.arguments.insert(setup.arguments.end(), options.begin(), options.end());
   const ProcessResult run = RunProcess(setup);
-  EXPECT_EQ(run.out, "text");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_TRUE(Ended(run, "text", "", 0));
   EXPECT_TRUE(daemon.WasCalled());
 }
 

@@ -65,33 +65,22 @@ ClientResult RunStopped(const std::vector<std::string>& words, const std::string
 
 TEST(StoppedClient, ReportsAnInterruptedReceiveOfTheHeader) {
   for (const std::string& word : {PRINTING, SILENT_ONE}) {
-    const ClientResult run = RunStopped({word}, "");
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err, "Error received: Interrupted system call: (null)\n");
-    EXPECT_EQ(run.exitValue, 4);
+    EXPECT_TRUE(
+        Ended(RunStopped({word}, ""), "", "Error received: Interrupted system call: (null)\n", 4));
   }
 }
 
 TEST(StoppedClient, TakesTheHeaderAsFarAsItHasCome) {
-  const ClientResult run = RunStopped({PRINTING}, FromHex("00000005 0000"));
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "Error received: Unknown status 0x00000005: (null)\n");
-  EXPECT_EQ(run.exitValue, 5);
+  EXPECT_TRUE(Ended(RunStopped({PRINTING}, FromHex("00000005 0000")), "",
+                    "Error received: Unknown status 0x00000005: (null)\n", 5));
   const ClientResult zero = RunStopped({PRINTING}, Zeros(7));
-  EXPECT_EQ(zero.out, "\n");
-  EXPECT_EQ(zero.err, "");
-  EXPECT_EQ(zero.exitValue, 0);
+  EXPECT_TRUE(Ended(zero, "\n", "", 0));
 }
 
 TEST(StoppedClient, TakesAPayloadOfWhichNothingHasComeForZeros) {
-  const ClientResult printing = RunStopped({PRINTING}, Header("00000000", 3));
-  EXPECT_TRUE(SameBytes(Zeros(3) + "\n", printing.out));
-  EXPECT_EQ(printing.err, "");
-  EXPECT_EQ(printing.exitValue, 0);
+  EXPECT_TRUE(Ended(RunStopped({PRINTING}, Header("00000000", 3)), Zeros(3) + "\n", "", 0));
   const ClientResult failing = RunStopped({PRINTING}, Header("00000005", 3));
-  EXPECT_EQ(failing.out, "");
-  EXPECT_EQ(failing.err, "Error received: Unknown status 0x00000005: \n");
-  EXPECT_EQ(failing.exitValue, 5);
+  EXPECT_TRUE(Ended(failing, "", "Error received: Unknown status 0x00000005: \n", 5));
 }
 
 TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory) {
@@ -113,19 +102,14 @@ TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemor
 }
 
 TEST(StoppedClient, WarnsOfAPayloadOfWhichAPartHasCome) {
-  const ClientResult run = RunStopped({PRINTING}, Header("00000005", 3) + "wh");
-  EXPECT_EQ(run.out, "\n");
-  EXPECT_EQ(run.err, SHORT_PAYLOAD_WARNING);
-  EXPECT_EQ(run.exitValue, 0);
+  EXPECT_TRUE(
+      Ended(RunStopped({PRINTING}, Header("00000005", 3) + "wh"), "\n", SHORT_PAYLOAD_WARNING, 0));
 }
 
 TEST(StoppedClient, EndsAStreamAndKeepsWhatHasCome) {
   for (const std::vector<std::string>& words :
        {std::vector<std::string>{"stats"}, {"get-obj-crawler-state", "-a"}}) {
-    const ClientResult run = RunStopped(words, "first piece\n");
-    EXPECT_EQ(run.out, "first piece\n");
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.exitValue, 4);
+    EXPECT_TRUE(Ended(RunStopped(words, "first piece\n"), "first piece\n", "", 4));
   }
 }
 

@@ -30,11 +30,6 @@ class Stream : public testing::TestWithParam<std::vector<std::string>> {
     words.insert(words.end(), options.begin(), options.end());
     return RunClientAgainst({.words = words, .steps = steps});
   }
-  static void ExpectPrinted(const std::string& expected, const ClientResult& run) {
-    EXPECT_TRUE(SameBytes(expected, run.out));
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.exitValue, 0);
-  }
 };
 INSTANTIATE_TEST_SUITE_P(Of, Stream, testing::ValuesIn(STREAMING), [](const auto& test) {
   return test.index == 0 ? "Stats" : "CrawlerStates";
@@ -44,43 +39,41 @@ TEST_P(Stream, IsCopiedWholeWhateverItsSize) {
   for (const std::size_t size :
        {0UL, 1UL, 1022UL, 1023UL, 1024UL, 1025UL, 2046UL, 65535UL, 65536UL, 65537UL}) {
     SCOPED_TRACE(size);
-    ExpectPrinted(Text(size), Run({Text(size)}));
+    EXPECT_TRUE(Ended(Run({Text(size)}), Text(size), "", 0));
     const TempFolder folder;
-    ExpectPrinted("", Run({Text(size)}, {"-o", folder / "f"}));
+    EXPECT_TRUE(Ended(Run({Text(size)}, {"-o", folder / "f"}), "", "", 0));
     EXPECT_TRUE(SameBytes(Text(size), ReadFile(folder / "f")));
   }
 }
 
-TEST_P(Stream, InSingleBytesIsCopied) { ExpectPrinted("abc", Run({"a", "b", "c"})); }
+TEST_P(Stream, InSingleBytesIsCopied) { EXPECT_TRUE(Ended(Run({"a", "b", "c"}), "abc", "", 0)); }
 
 TEST_P(Stream, EndsWhenTheDaemonSendsNoMore) {
   const ClientResult run = RunClientAgainst(
       {.words = GetParam(), .steps = {ReadRequest{}, SendBytes{"ok"}, HalfClose{}, AwaitHangUp{}}});
-  ExpectPrinted("ok", run);
+  EXPECT_TRUE(Ended(run, "ok", "", 0));
 }
 
 TEST_P(Stream, LosesTheRestOfAPieceAfterAZeroByte) {
-  ExpectPrinted("ab", Run({FromHex("6162 00 6364")}));
-  ExpectPrinted("", Run({Zeros(1) + "ab"}));
-  ExpectPrinted("ab", Run({"ab" + Zeros(1)}));
+  EXPECT_TRUE(Ended(Run({FromHex("6162 00 6364")}), "ab", "", 0));
+  EXPECT_TRUE(Ended(Run({Zeros(1) + "ab"}), "", "", 0));
+  EXPECT_TRUE(Ended(Run({"ab" + Zeros(1)}), "ab", "", 0));
 }
 
 TEST_P(Stream, GoesOnWithThePieceAfterTheOneWithAZeroByte) {
   // A piece is 1023 bytes.
   const std::string text = Text(1022);
-  ExpectPrinted(text + "cd", Run({text + Zeros(1) + "cd"}));
-  ExpectPrinted(text.substr(0, 1000) + "cd", Run({text.substr(0, 1000) + Zeros(23) + "cd"}));
-  ExpectPrinted(Text(1023), Run({Text(1023) + Zeros(1) + "cd"}));
+  EXPECT_TRUE(Ended(Run({text + Zeros(1) + "cd"}), text + "cd", "", 0));
+  EXPECT_TRUE(
+      Ended(Run({text.substr(0, 1000) + Zeros(23) + "cd"}), text.substr(0, 1000) + "cd", "", 0));
+  EXPECT_TRUE(Ended(Run({Text(1023) + Zeros(1) + "cd"}), Text(1023), "", 0));
 }
 
-TEST_P(Stream, PrintsNoFormat) { ExpectPrinted("%n%s%s%s%p\n", Run({"%n%s%s%s%p\n"})); }
+TEST_P(Stream, PrintsNoFormat) { EXPECT_TRUE(Ended(Run({"%n%s%s%s%p\n"}), "%n%s%s%s%p\n", "", 0)); }
 
 TEST_P(Stream, EndsWithTheReasonIfTheOutputFileCannotBeOpened) {
   const TempFolder folder;
-  const ClientResult run = Run({"text"}, {"-o", folder / "none/f"});
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 2);
+  EXPECT_TRUE(Ended(Run({"text"}, {"-o", folder / "none/f"}), "", "", 2));
 }
 
 TEST(StreamMemory, DoesNotGrowWithTheStream) {

@@ -34,10 +34,7 @@ std::string List(std::size_t entries) {
 TEST(Help, IsTheFixedTextWithExitValueZero) {
   for (const Words& words :
        {Words{"-h"}, {"--help"}, {"--he"}, {"stats", "-h"}, {"-ah"}, {"-h", "-X", "5"}}) {
-    const ProcessResult run = RunClientAlone(words);
-    EXPECT_EQ(run.out, UsageFor("trel-tool"));
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.exitValue, 0);
+    EXPECT_TRUE(Ended(RunClientAlone(words), UsageFor("trel-tool"), "", 0));
   }
 }
 
@@ -49,10 +46,7 @@ TEST(Help, NamesTheProgramAsInvoked) {
 }
 
 TEST(NoWords, PrintTheHelpAloneAndFail) {
-  const ProcessResult run = RunClientAlone({});
-  EXPECT_EQ(run.out, UsageFor("trel-tool"));
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_TRUE(Ended(RunClientAlone({}), UsageFor("trel-tool"), "", 1));
 }
 
 TEST(RefusedLine, NeverReachesADaemon) {

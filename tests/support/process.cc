@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "core/descriptor.h"
+#include "support/bytes.h"
 
 namespace tests {
 namespace {
@@ -128,6 +129,18 @@ void ResetSettings() {
 void DumpNoCore() {
   constexpr rlimit NONE = {0, 0};
   setrlimit(RLIMIT_CORE, &NONE);
+}
+
+testing::AssertionResult Ended(const ProcessResult& run, const std::string& out,
+                               const std::string& err, int exitValue) {
+  if (run.exitValue != exitValue) {
+    return testing::AssertionFailure() << "exit value " << run.exitValue << ", signal "
+                                       << run.signal << "; expected " << exitValue;
+  }
+  if (testing::AssertionResult same = SameBytes(err, run.err); !same) {
+    return same << "on standard error";
+  }
+  return SameBytes(out, run.out) << "on standard output";
 }
 
 ProcessResult RunProcess(const ProcessSetup& setup) {

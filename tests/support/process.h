@@ -3,6 +3,7 @@
 #ifndef TESTS_SUPPORT_PROCESS_H
 #define TESTS_SUPPORT_PROCESS_H
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -37,6 +38,10 @@ struct ProcessSetup {
 /// blocked, with umask 022, and with few variables in its environment: those of the
 /// setup, and of ours PATH, HOME, TMPDIR and what checkers and the tests themselves read.
 [[nodiscard]] ProcessResult RunProcess(const ProcessSetup& setup);
+
+/// Whether the program has printed just this and exited with this value; says what differs.
+[[nodiscard]] testing::AssertionResult Ended(const ProcessResult& run, const std::string& out,
+                                             const std::string& err, int exitValue);
 
 /// For a setup's `prepare`: the program leaves no core file, however it ends.
 void DumpNoCore();
