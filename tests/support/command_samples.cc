@@ -50,7 +50,8 @@ std::vector<CommandSample> AllSamples() {
                          .words = example.args,
                          .mode = ModeOf(command, payload),
                          .header = request.substr(0, standin::HEADER_SIZE),
-                         .payload = payload});
+                         .payload = payload,
+                         .fields = command.payload->fields.empty() ? "{}" : example.fields});
     }
   }
   return samples;

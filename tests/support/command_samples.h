@@ -24,6 +24,7 @@ struct CommandSample {
   ReplyMode mode;
   std::string header;   ///< the request's first 8 bytes
   std::string payload;  ///< what follows them
+  std::string fields;   ///< decoded, as the text of a JSON object; empty if not stated
 
   [[nodiscard]] std::string Request() const { return header + payload; }
   [[nodiscard]] bool IsFramed() const {
