@@ -2,11 +2,11 @@
 
 #include "support/qslibs.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,46 +36,34 @@ TEST(UtilSafeStrdup0, CopiesTheText) {
   std::free(copy);
 }
 
-TEST(StatusText, NamesSuccessFailureAndTheTimeout) {
+/// No text has the ": " that parts the pieces of an error line; the C library's of 109 would.
+TEST(StatusText, OfEveryErrnoIsTheLibrarysDescriptionOrItsNumber) {
+  for (std::uint32_t error = 0; error <= 4096; ++error) {
+    char number[] = "Unknown status 0x2bad0000";
+    std::snprintf(number, sizeof number, "Unknown status 0x%08x", STATUS_ERRNO_BASE + error);
+    const char* known =
+        error == 0 || error == 109 ? nullptr : strerrordesc_np(static_cast<int>(error));
+    EXPECT_STREQ(QSR_ReturnStatusToString(STATUS_ERRNO_BASE + error),
+                 error == 11        ? "No answer within the time-out"
+                 : known != nullptr ? known
+                                    : number);
+  }
+}
+
+TEST(StatusText, OfAnyOtherStatusButSuccessAndFailureIsItsNumber) {
   EXPECT_STREQ(QSR_ReturnStatusToString(0), "Success");
   EXPECT_STREQ(QSR_ReturnStatusToString(0x0bad0001), "Failure");
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad000b), "No answer within the time-out");
-}
-
-TEST(StatusText, OfAnErrnoStatusIsTheLibrarysDescription) {
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad0001), "Operation not permitted");
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad0002), "No such file or directory");
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad0020), "Broken pipe");
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad0068), "Connection reset by peer");
-  EXPECT_STREQ(QSR_ReturnStatusToString(0x2bad0085), "Memory page has hardware error");
-}
-
-TEST(StatusText, OfAnyOtherStatusHoldsItsNumber) {
-  for (const auto& [status, digits] :
-       std::initializer_list<std::pair<std::uint32_t, const char*>>{{1, "0x00000001"},
-                                                                    {5, "0x00000005"},
-                                                                    {0x0bad0000, "0x0bad0000"},
-                                                                    {0x0bad0002, "0x0bad0002"},
-                                                                    {0x2bacffff, "0x2bacffff"},
-                                                                    {0x2bad0000, "0x2bad0000"},
-                                                                    {0x2bad0029, "0x2bad0029"},
-                                                                    {0x2bad006d, "0x2bad006d"},
-                                                                    {0x2bad0086, "0x2bad0086"},
-                                                                    {0x2badffff, "0x2badffff"},
-                                                                    {0xabad0000, "0xabad0000"},
-                                                                    {0xffffffff, "0xffffffff"}}) {
-    EXPECT_THAT(QSR_ReturnStatusToString(status), testing::EndsWith(std::string(" ") + digits));
+  for (const auto& [status, text] : {std::pair{1U, "Unknown status 0x00000001"},
+                                     {0x0bad0000U, "Unknown status 0x0bad0000"},
+                                     {0x0bad0002U, "Unknown status 0x0bad0002"},
+                                     {0x2bacffffU, "Unknown status 0x2bacffff"},
+                                     {0x7fffffffU, "Unknown status 0x7fffffff"},
+                                     {0x80000000U, "Unknown status 0x80000000"},
+                                     {0xabacffffU, "Unknown status 0xabacffff"},
+                                     {0xabad0000U, "Unknown status 0xabad0000"},
+                                     {0xffffffffU, "Unknown status 0xffffffff"}}) {
+    EXPECT_STREQ(QSR_ReturnStatusToString(status), text);
   }
-}
-
-TEST(StatusText, NeverHoldsTheSeparatorOfAnErrorLine) {
-  for (std::uint32_t error = 0; error <= 4096; ++error) {
-    EXPECT_EQ(std::strstr(QSR_ReturnStatusToString(STATUS_ERRNO_BASE + error), ": "), nullptr)
-        << error;
-  }
-  EXPECT_EQ(std::strstr(QSR_ReturnStatusToString(0), ": "), nullptr);
-  EXPECT_EQ(std::strstr(QSR_ReturnStatusToString(STATUS_FAILURE), ": "), nullptr);
-  EXPECT_EQ(std::strstr(QSR_ReturnStatusToString(12345), ": "), nullptr);
 }
 
 }  // namespace
