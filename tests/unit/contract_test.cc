@@ -1,9 +1,14 @@
 // The client's own tables against the contract, in both directions: two statements of the
-// same facts, made independently. tests/cli/contract_test.cc compares what they lead to.
+// same facts, made independently. tests/cli/contract_test.cc compares examples and
+// messages through the real binary.
 
 #include "contract/contract.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <tuple>
 
 #include "client/command_table.h"
 #include "client/options.h"
@@ -38,6 +43,66 @@ TEST(ContractOfCommands, HasTheCheckOfEachRow) {
     // No option that any check asks for, and no word at the index of this one.
     const FakeRun run = RunInFakeSystem({"--exclusion-mode=1", command.word}, "");
     EXPECT_EQ(run.err, MessageOf(command.check)) << command.word;
+  }
+}
+
+TEST(ContractOfCommands, HasTheReplyModeOfEach) {
+  for (const CommandSample& sample : SampleOfEachCommand()) {
+    SCOPED_TRACE(sample.name);
+    const FakeRun error = RunInFakeSystem(sample.words, standin::EncodeFrame(5, "why"));
+    // As a stream, the frame is text up to its first zero byte: none.
+    EXPECT_EQ(error.out, "");
+    EXPECT_EQ(error.err,
+              sample.IsFramed() ? "Error received: Unknown status 0x00000005: why\n" : "");
+    EXPECT_EQ(error.status, sample.IsFramed() ? 5U : 0U);
+    const FakeRun closed = RunInFakeSystem(sample.words, "");
+    EXPECT_EQ(closed.out, sample.mode == ReplyMode::PRINT ? "\n" : "");
+    EXPECT_EQ(closed.err, "");
+    EXPECT_EQ(closed.status, 0U);
+  }
+}
+
+/// All that a run of these words shows: the file that -o makes is one of the calls.
+auto Shown(std::vector<std::string> words, const std::vector<std::string>& more = {}) {
+  words.insert(words.end(), more.begin(), more.end());
+  const FakeRun run = RunInFakeSystem(std::move(words), standin::EncodeFrame(0, "text"));
+  const bool opens = std::any_of(run.calls.begin(), run.calls.end(),
+                                 [](const auto& call) { return call.starts_with("fopen("); });
+  return std::tuple(run.sent, run.out, run.err, run.status, opens);
+}
+
+TEST(ContractOfCommands, NamesTheOptionsThatEachHeedsAndNoOther) {
+  // Values that no example gives.
+  const std::map<std::string, std::string> values = {
+      {"number", "1"},
+      {"uuid", "f1234567-89ab-cdef-0123-456789abcdef"},
+      {"uuid-list", "f1234567-89ab-cdef-0123-456789abcdef"},
+      {"json", "{\"other\": 1}"},
+      {"file", "/f"},
+      {"work-item", "CLEANUP"},
+  };
+  for (const CommandSample& sample : SampleOfEachCommand()) {
+    const contract::Command& command = *sample.command;
+    const std::vector<std::string> bare = {command.word};
+    for (const contract::Option& option : contract::Get().options) {
+      if (option.letter == 'h' || option.letter == 's') {
+        continue;
+      }
+      std::vector<std::string> value = {std::string("-") + option.letter};
+      if (option.type != "none") {
+        value.push_back(values.at(option.type));
+      }
+      // With the example's arguments, or alone: one option may satisfy a check as another does.
+      bool heeded = Shown(sample.words, value) != Shown(sample.words) ||
+                    (command.check != "none" && Shown(bare, value) != Shown(bare));
+      if (option.letter == 'o') {  // with -a whatever can be streamed is
+        value.insert(value.begin(), "-a");
+        heeded = Shown(sample.words, value) != Shown(sample.words, {"-a"});
+      }
+      EXPECT_EQ(heeded,
+                std::count(command.options.begin(), command.options.end(), option.name) != 0)
+          << command.word << ", " << option.name;
+    }
   }
 }
 
