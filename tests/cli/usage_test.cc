@@ -1,12 +1,14 @@
 // The help text through the real binary, and what becomes of a refused command line: its
-// texts in their order, and that nothing ever connects.
+// texts in their order, and that nothing ever connects. POSIXLY_CORRECT is the C library's
+// and stays in force.
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <string>
 #include <vector>
 
+#include "core/frame.h"
+#include "support/bytes.h"
 #include "support/client.h"
 #include "support/temp_folder.h"
 
@@ -21,14 +23,6 @@ std::string UsageFor(const std::string& name) {
   const std::string mark = "@NAME@";
   std::string text = ReadFile(TREL_USAGE_TEXT);
   return text.replace(text.find(mark), mark.size(), name);
-}
-
-std::string List(std::size_t entries) {
-  std::string list = UUID;
-  for (std::size_t entry = 1; entry < entries; ++entry) {
-    list += "," + UUID;
-  }
-  return list;
 }
 
 TEST(Help, IsTheFixedTextWithExitValueZero) {
@@ -68,27 +62,16 @@ TEST(RefusedLine, BothTextsReachOneFileInOrder) {
   EXPECT_EQ(ReadFile(path), "Unrecognized command: nosuch\n" + UsageFor("trel-tool"));
 }
 
-TEST(UuidList, BeyondItsCapacityEndsTheProcessWithoutAWord) {
-  const ProcessResult run = RunClientAlone({"-l", List(2561), "what-if-upgrade"});
-  EXPECT_EQ(run.signal, SIGABRT);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "");
-}
-
-TEST(CommandLine, AGoodOneIsQuietInEachSpelling) {
-  for (const Words& words : {Words{"crawler", "-u", UUID},
-                             {"-u", UUID, "crawler"},
-                             {"crawler", "--uuid=" + UUID},
-                             {"crawler", "--uuid", UUID},
-                             {"-au", UUID, "crawler"},
-                             {"-a", "--", "crawler", "-z"}}) {
-    const ClientResult run = RunClientAgainst(
-        {.words = words,
-         .steps = {standin::ReadRequest{}, standin::SendBytes{std::string(8, '\0')}}});
-    EXPECT_EQ(run.exitValue, 0);
-    EXPECT_EQ(run.out + run.err, "");
-    EXPECT_EQ(run.request.size(), 44U);
-  }
+TEST(PosixlyCorrect, EndsTheOptionsAtTheCommandWord) {
+  const Words correct = {"POSIXLY_CORRECT=1"};
+  const ClientResult refused =
+      RunClientAgainst({.words = {"crawler", "-u", UUID}, .environment = correct});
+  EXPECT_EQ(refused.err, "UUID must be provided (specify with --uuid)\n");
+  EXPECT_EQ(refused.exitValue, 1);
+  // What looks like an option is a positional word then.
+  const ClientResult level = RunClientAgainst(
+      {.words = {"log-level", "-a"}, .steps = {standin::ReadRequest{}}, .environment = correct});
+  EXPECT_TRUE(SameBytes(standin::EncodeFrame(7, "-a"), level.request));
 }
 
 }  // namespace

@@ -85,6 +85,17 @@ TEST(Request, HasAUuidAsFarAsItGoes) {
   });
 }
 
+TEST(Request, IsTheSameInEachSpelling) {
+  for (const Words& words : {Words{"crawler", "-u", UUID},
+                             {"-u", UUID, "crawler"},
+                             {"crawler", "--uuid=" + UUID},
+                             {"crawler", "--uuid", UUID},
+                             {"-au", UUID, "crawler"},
+                             {"-u", UUID, "--", "crawler", "-z"}}) {
+    ExpectRequests({{words, 2, UUID}});
+  }
+}
+
 TEST(Request, HasATextAsTyped) {
   const std::string text(131071, 'j');  // the most that one argument of a program can have
   const std::string path(4096, 'p');
