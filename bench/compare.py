@@ -5,7 +5,6 @@ of the same round: absolute times would describe the machine, not the programs.
 """
 
 import argparse
-import json
 import os
 import pathlib
 import shlex
@@ -208,23 +207,6 @@ def count_case(case, runs, rows, folder):
         row["calls"] = counts[3] - base[3]
 
 
-def by_hyperfine(socket, folder, rounds):
-    """The first case again by another program, as a check on this one."""
-    output = pathlib.Path(folder) / "hyperfine.json"
-    commands = [
-        quoted([floor(), socket, PRINTED_CODE]),
-        quoted([CLIENT, "-s", socket, PRINTED]),
-    ]
-    with measure.standin(socket, 200):
-        subprocess.run(
-            ["hyperfine", "--shell=none", "--style=none", f"--runs={rounds}", "--warmup=20"]
-            + [f"--export-json={output}"] + commands,
-            check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-        )
-    base, client = (result["median"] for result in json.loads(output.read_text())["results"])
-    return client / base
-
-
 def sizes():
     """Bytes of each build as installed, stripped."""
     found = []
@@ -243,7 +225,6 @@ def measure_all(socket, folder, quick):
         rows += measure_case(case, socket, folder)
     return {
         "rows": rows,
-        "hyperfine": by_hyperfine(socket, folder, 100 if quick else 2000),
         "sizes": sizes(),
     }
 

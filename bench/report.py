@@ -32,9 +32,7 @@ def tables(results):
     lines = [_line(heading for _, heading, _ in COLUMNS), "|---" * len(COLUMNS) + "|"]
     for row in results["rows"]:
         lines.append(_line(form.format(row[key]) if key in row else "-" for key, _, form in COLUMNS))
-    lines += ["", f"The first case by hyperfine, one program after the other: "
-                  f"{results['hyperfine']:.2f}.", ""]
-    lines += ["| build | bytes, stripped | bytes as linked |", "|---|---|---|"]
+    lines += ["", "| build | bytes, stripped | bytes as linked |", "|---|---|---|"]
     lines += [_line(map(str, size)) for size in results["sizes"]]
     return "\n".join(lines) + "\n"
 
