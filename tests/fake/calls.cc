@@ -65,13 +65,12 @@ class Call {
     return IsShort() ? std::min(count, static_cast<std::size_t>(TheSystem().fault.number)) : count;
   }
 
-  /// Writes the call down and leaves errno as a fault has it.
+  /// Writes the call down. A call that succeeds leaves some number in errno, too, by which
+  /// the client must not go.
   void End(const std::string& result) {
     TheSystem().calls.push_back(text_ + (result.empty() ? "" : " = " + result) +
                                 (faulty_ ? " injected" : ""));
-    if (faulty_) {
-      errno = Fails() ? TheSystem().fault.number : 0;
-    }
+    errno = Fails() ? TheSystem().fault.number : ERANGE;
   }
 
   template <typename Number>

@@ -169,7 +169,9 @@ TEST(SetupFaults, AFailedConnectionEndsWithFailureForAnyErrno) {
 
 TEST(SetupFaults, AnyResultOfTheTimeoutBut0IsAFailure) {
   Expect(SampleOfEachMode().front(), FallsShort("setsockopt", 1, 1),
-         {.err = "set timeout error: Success\n", .status = 0x0bad0001, .after = "free free"});
+         {.err = "set timeout error: Numerical result out of range\n",
+          .status = 0x0bad0001,
+          .after = "free free"});
 }
 
 // --- sends -------------------------------------------------------------------------
