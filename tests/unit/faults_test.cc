@@ -244,19 +244,20 @@ TEST(ReplyFaults, AFailedHeaderReceiveIsAnErrorWithoutPayload) {
 }
 
 TEST(ReplyFaults, AShortHeaderReceiveLeavesTheRestZero) {
-  constexpr std::uint32_t STATUSES[] = {0x01000000, 0x01020000, 0x01020300, 0x01020304,
-                                        0x01020304, 0x01020304, 0x01020304};
+  const struct {
+    std::size_t bytes;
+    std::uint32_t status;
+    const char* text;
+  } cuts[] = {{1, 0x01000000, "0x01000000"}, {2, 0x01020000, "0x01020000"},
+              {3, 0x01020300, "0x01020300"}, {4, 0x01020304, "0x01020304"},
+              {5, 0x01020304, "0x01020304"}, {6, 0x01020304, "0x01020304"},
+              {7, 0x01020304, "0x01020304"}};
   const std::string reply = FromHex("01020304 00000002") + "ok";
   for (const CommandSample& sample : Framed()) {
-    for (std::size_t bytes = 1; bytes <= 7; ++bytes) {
-      const std::uint32_t status = STATUSES[bytes - 1];
-      const std::string digits = status == 0x01000000   ? "01000000"
-                                 : status == 0x01020000 ? "01020000"
-                                 : status == 0x01020300 ? "01020300"
-                                                        : "01020304";
-      Expect(sample, FallsShort("recv", 1, bytes),
-             {.err = "Error received: Unknown status 0x" + digits + ": (null)\n",
-              .status = status,
+    for (const auto& cut : cuts) {
+      Expect(sample, FallsShort("recv", 1, cut.bytes),
+             {.err = std::string("Error received: Unknown status ") + cut.text + ": (null)\n",
+              .status = cut.status,
               .sent = sample.Request(),
               .after = "free free"},
              reply);
