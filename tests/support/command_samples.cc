@@ -71,10 +71,6 @@ std::vector<CommandSample> SampleOfEachPayload() {
                      [](const CommandSample& sample) { return sample.command->payload->name; });
 }
 
-std::vector<CommandSample> SampleOfEachMode() {
-  return FirstOfEach(AllSamples(), [](const CommandSample& /*sample*/) { return std::string(); });
-}
-
 std::string OkOutput(const CommandSample& sample) {
   return sample.mode == ReplyMode::STREAM ? "ok" : sample.mode == ReplyMode::PRINT ? "ok\n" : "";
 }

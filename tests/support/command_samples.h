@@ -45,9 +45,6 @@ struct CommandSample {
 /// The first example of each payload type in each reply mode.
 [[nodiscard]] std::vector<CommandSample> SampleOfEachPayload();
 
-/// The first example of each reply mode, for what happens before a request is built.
-[[nodiscard]] std::vector<CommandSample> SampleOfEachMode();
-
 /// Those of `samples` for which `holds`, a function or a member of the sample, is true.
 template <typename Predicate>
 [[nodiscard]] std::vector<CommandSample> Only(std::vector<CommandSample> samples, Predicate holds) {

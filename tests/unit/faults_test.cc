@@ -116,7 +116,7 @@ std::string Printed(const CommandSample& sample, const std::string& text) {
 // --- before the request ------------------------------------------------------------
 
 TEST(SetupFaults, AFailedSignalIsReportedAndTheRunGoesOn) {
-  for (const CommandSample& sample : SampleOfEachMode()) {
+  for (const CommandSample& sample : SampleOfEachPayload()) {
     Expect(sample, Fails("signal", 1, 22),
            {.out = OkOutput(sample),
             .err = "Cannot register SIGPIPE handler",
@@ -152,7 +152,7 @@ TEST(SetupFaults, AFailedConnectionEndsWithFailureForAnyErrno) {
   for (const auto& [call, text] : {std::pair{"socket", "socket error"},
                                    {"setsockopt", "set timeout error"},
                                    {"connect", "connect error"}}) {
-    for (const CommandSample& sample : SampleOfEachMode()) {
+    for (const CommandSample& sample : SampleOfEachPayload()) {
       const auto expect = [&, name = text](const Fault& fault, const char* reason) {
         Expect(sample, fault,
                {.err = std::string(name) + ": " + reason + "\n",
@@ -168,7 +168,7 @@ TEST(SetupFaults, AFailedConnectionEndsWithFailureForAnyErrno) {
 }
 
 TEST(SetupFaults, AnyResultOfTheTimeoutBut0IsAFailure) {
-  Expect(SampleOfEachMode().front(), FallsShort("setsockopt", 1, 1),
+  Expect(SampleOfEachPayload().front(), FallsShort("setsockopt", 1, 1),
          {.err = "set timeout error: Numerical result out of range\n",
           .status = 0x0bad0001,
           .after = "free free"});
