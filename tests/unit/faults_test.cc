@@ -117,13 +117,16 @@ std::string Printed(const CommandSample& sample, const std::string& text) {
 
 TEST(SetupFaults, AFailedSignalIsReportedAndTheRunGoesOn) {
   for (const CommandSample& sample : SampleOfEachPayload()) {
+    std::string after = sample.CopiesText() ? "calloc calloc strdup" : "calloc calloc";
+    after += " socket setsockopt connect ";
+    after += sample.HasHeapRecord()   ? "calloc send send "
+             : sample.payload.empty() ? "send "
+                                      : "send send ";
     Expect(sample, Fails("signal", 1, 22),
            {.out = OkOutput(sample),
             .err = "Cannot register SIGPIPE handler",
             .sent = sample.Request(),
-            .after = (sample.CopiesText() ? "calloc calloc strdup" : "calloc calloc") +
-                     std::string(" socket setsockopt connect send ") +
-                     (sample.payload.empty() ? "" : "send ") + CallsFromSent(sample)});
+            .after = after + CallsFromSent(sample)});
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "client/command_table.h"
+#include "client/usage_error.h"
 #include "support/temp_folder.h"
 
 namespace trel {
@@ -52,6 +53,13 @@ TEST(PrintUsage, PutsEachLineAndTheOptionsInOnePiece) {
     listed += command.helpDescription != nullptr ? 1 : 0;
   }
   EXPECT_EQ(pieces.size(), 1 + 2 * listed + 2);
+}
+
+TEST(ReportUsageError, PrintsNothingWithoutAMessage) {
+  testing::internal::CaptureStderr();
+  ReportUsageError({});
+  ReportUsageError(REPORTED_BY_GETOPT);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
