@@ -4,8 +4,10 @@
 #define TESTS_UNIT_FAKE_RUN_H
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,6 +24,40 @@ struct FakeRun : fake::RunOutcome {
   std::string out;
   std::string err;
   std::string file;
+};
+
+/// The words of a command line, one after the other in memory as the system puts them. The
+/// last one's terminator is the last byte that may be read.
+class GuardedWords {
+ public:
+  explicit GuardedWords(const std::vector<std::string>& words) {
+    std::string bytes;
+    for (const std::string& word : words) {
+      bytes.append(word).push_back('\0');
+    }
+    const std::size_t used = (bytes.size() / PAGE + 1) * PAGE;
+    size_ = used + PAGE;
+    memory_ = static_cast<char*>(
+        mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    EXPECT_EQ(mprotect(memory_ + used, PAGE, PROT_NONE), 0);
+    char* place = memory_ + used - bytes.size();
+    std::memcpy(place, bytes.data(), bytes.size());
+    for (const std::string& word : words) {
+      pointers_.push_back(place);
+      place += word.size() + 1;
+    }
+  }
+  ~GuardedWords() { munmap(memory_, size_); }
+  GuardedWords(const GuardedWords&) = delete;
+  GuardedWords& operator=(const GuardedWords&) = delete;
+
+  [[nodiscard]] const std::vector<char*>& Pointers() const { return pointers_; }
+
+ private:
+  static constexpr std::size_t PAGE = 4096;
+  std::size_t size_;
+  char* memory_;
+  std::vector<char*> pointers_;
 };
 
 /// A daemon that says "ok" whatever becomes of the request.
@@ -47,10 +83,7 @@ struct FakeRun : fake::RunOutcome {
                                              const std::vector<std::string>& first = {"-s", "/s"}) {
   words.insert(words.begin(), first.begin(), first.end());
   words.insert(words.begin(), "trel-tool");
-  std::vector<char*> pointers;
-  for (std::string& word : words) {
-    pointers.push_back(word.data());
-  }
+  const GuardedWords guarded(words);
   unsetenv("POSIXLY_CORRECT");  // of the tests' caller
   fake::ResetSystem();
   fake::System& system = fake::TheSystem();
@@ -58,7 +91,7 @@ struct FakeRun : fake::RunOutcome {
   system.fault = fault;
   const auto requests = std::make_unique<trel::LargeRequests>();
   FakeRun run;
-  static_cast<fake::RunOutcome&>(run) = fake::RunClient(pointers, *requests);
+  static_cast<fake::RunOutcome&>(run) = fake::RunClient(guarded.Pointers(), *requests);
   EXPECT_LE(system.fault.occurrence, fault.call.empty() ? 1 : 0) << "no such call: " << fault.call;
   run.calls = system.calls;
   run.sent = system.sent;
