@@ -11,7 +11,7 @@
 namespace standin {
 
 /// Reads a whole text. Throws std::runtime_error, whose text names line and column, if it
-/// is no JSON, holds a zero byte, nests deeper than 100 levels, has more than a million
+/// is no JSON, holds a zero byte, nests deeper than 100 levels, has more than 250000
 /// values or 1000 members in an object, or two members of one name.
 [[nodiscard]] Value ParseJson(std::string_view text);
 

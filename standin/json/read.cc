@@ -13,8 +13,9 @@ using Library = nlohmann::json;
 
 // What a text may make of memory and time, whatever it holds.
 constexpr std::size_t MOST_LEVELS = 100;
-constexpr std::size_t MOST_VALUES = 1'000'000;
+constexpr std::size_t MOST_VALUES = 250'000;
 constexpr std::size_t MOST_MEMBERS = 1000;  ///< of one object
+constexpr std::size_t MOST_SHOWN = 200;     ///< bytes of a message
 
 /// Builds a Value. False from an event ends the reading.
 class Builder : public nlohmann::json_sax<Library> {
@@ -50,7 +51,9 @@ class Builder : public nlohmann::json_sax<Library> {
   }
   bool parse_error(std::size_t /*offset*/, const std::string& /*token*/,
                    const Library::exception& error) override {
+    // After "[json.exception.parse_error.101] "; the text may hold all of a token.
     error_ = error.what();
+    error_ = error_.substr(error_.find(' ') + 1, MOST_SHOWN);
     return false;
   }
 

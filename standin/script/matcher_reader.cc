@@ -2,15 +2,22 @@
 
 #include "script/matcher_reader.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <limits>
+#include <numeric>
 #include <string>
+#include <vector>
 
 namespace standin {
 namespace {
 
 using contract::FieldType;
 using contract::ValueKind;
+
+constexpr std::size_t MOST_EXPRESSION = 1000;  // bytes
+constexpr double MOST_REPEATED = 100000;       // the same, with all repeats written out
 
 /// The largest number that fits a field of this width.
 std::uint64_t MostOf(const contract::Field& field) {
@@ -106,8 +113,43 @@ void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& ma
   }
 }
 
+/// How large the C library makes an expression, which it writes out with all repeats.
+double SizeOf(const std::string& expression) {
+  std::vector<double> open = {0};
+  double last = 0;  ///< what a repeat would repeat
+  for (std::size_t index = 0; index < expression.size(); ++index) {
+    const char character = expression[index];
+    if (character == '(') {
+      open.push_back(0);
+      continue;
+    }
+    double more = 1;
+    if (character == ')') {
+      more = open.back();
+      if (open.size() > 1) {
+        open.pop_back();
+      }
+    } else if (character == '+') {
+      more = last;
+    } else if (character == '{') {
+      const std::size_t comma = expression.find_first_not_of("0123456789", index + 1);
+      const std::size_t most =
+          comma < expression.size() && expression[comma] == ',' ? comma : index;
+      more = last * std::max(std::strtod(expression.c_str() + index + 1, nullptr),
+                             std::strtod(expression.c_str() + most + 1, nullptr));
+    }
+    last = character == '+' || character == '{' ? last + more : more;
+    open.back() += more;
+  }
+  return std::accumulate(open.begin(), open.end(), 0.0);
+}
+
 void ReadExpression(const JsonReader& json, Matcher& matcher) {
   matcher.expressionText = json.Text();
+  if (matcher.expressionText.size() > MOST_EXPRESSION ||
+      SizeOf(matcher.expressionText) > MOST_REPEATED) {
+    json.Refuse("is too large an expression, or repeats too much");
+  }
   if (matcher.expressionText.find('\0') != std::string::npos) {
     json.Refuse("must have no zero byte");
   }

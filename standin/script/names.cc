@@ -7,6 +7,9 @@
 namespace standin {
 namespace {
 
+/// Each is compared with all others.
+constexpr std::size_t MOST_ENTRIES = 10000;
+
 bool DoesCapture(const Entry& entry, const std::string& name) {
   return std::any_of(entry.fields.begin(), entry.fields.end(),
                      [&](const FieldMatcher& field) { return field.matcher.capture == name; });
@@ -42,6 +45,15 @@ bool IsSet(const std::string& state, const std::vector<Sequence>& sequences) {
 
 void CheckNames(const JsonReader& script, const std::vector<Sequence>& sequences,
                 const std::string& first) {
+  std::size_t entries = 0;
+  for (const Sequence& sequence : sequences) {
+    for (const Group& group : sequence.groups) {
+      entries += group.size();
+    }
+  }
+  if (entries > MOST_ENTRIES) {
+    script.Refuse("has more than " + std::to_string(MOST_ENTRIES) + " entries");
+  }
   for (const Sequence& sequence : sequences) {
     for (std::size_t group = 0; group < sequence.groups.size(); ++group) {
       for (const Entry& entry : sequence.groups[group]) {

@@ -11,8 +11,9 @@
 
 namespace standin {
 
-/// Throws ScriptError if an entry needs a state that nothing sets, `first` being set from
-/// the beginning, or a value that no entry can have captured before it.
+/// Throws ScriptError if there are more than 10000 entries, or if one needs a state that nothing
+/// sets, `first` being set from the beginning, or a value that no entry can have captured before
+/// it.
 void CheckNames(const JsonReader& script, const std::vector<Sequence>& sequences,
                 const std::string& first);
 
