@@ -1,14 +1,14 @@
-// One function for each record of the contract. The only file of the reader that includes the
-// JSON library, which is slow to compile.
+// One function for each record of the contract.
 
 #include "contract/contract.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
+
+#include "json/json.h"
 
 namespace contract {
 
@@ -17,12 +17,54 @@ extern const std::string_view CONTRACT_JSON;
 
 namespace {
 
-// In the file's order, and without std::map, into which MemorySanitizer does not see.
-using Json = nlohmann::ordered_json;
+using Json = standin::Value;
+
+/// The value, which has to be of this type.
+template <typename Type>
+const Type& As(const Json& json) {
+  const auto* const value = json.As<Type>();
+  if (value == nullptr) {
+    throw std::runtime_error("the contract's reader finds another type: " + standin::ToJson(json));
+  }
+  return *value;
+}
+
+const std::string& Text(const Json& json) { return As<std::string>(json); }
+
+template <typename Number>
+Number NumberOf(const Json& json) {
+  return static_cast<Number>(As<std::uint64_t>(json));
+}
+
+/// Null if there is no such member, or if it is null itself.
+const Json* FindIn(const Json& json, std::string_view member) {
+  const Json* const found = standin::Find(As<standin::Object>(json), member);
+  return found != nullptr && found->As<std::nullptr_t>() == nullptr ? found : nullptr;
+}
+
+const Json& At(const Json& json, std::string_view member) {
+  const Json* const found = FindIn(json, member);
+  if (found == nullptr) {
+    throw std::runtime_error("the contract's reader misses " + std::string(member));
+  }
+  return *found;
+}
+
+/// Empty if there is no such member.
+std::string TextIn(const Json& json, std::string_view member) {
+  const Json* const found = FindIn(json, member);
+  return found != nullptr ? Text(*found) : "";
+}
+
+template <typename Number>
+std::optional<Number> NumberIn(const Json& json, std::string_view member) {
+  const Json* const found = FindIn(json, member);
+  return found != nullptr ? std::optional(NumberOf<Number>(*found)) : std::nullopt;
+}
 
 template <typename Kind, std::size_t Size>
 Kind Named(const Json& name, const std::array<std::pair<std::string_view, Kind>, Size>& kinds) {
-  const auto& text = name.get_ref<const std::string&>();
+  const std::string& text = Text(name);
   for (const auto& [known, kind] : kinds) {
     if (known == text) {
       return kind;
@@ -72,13 +114,6 @@ ValueKind ReadValueKind(const Json& name) {
   return Named(name, KINDS);
 }
 
-template <typename Value>
-std::optional<Value> ReadOptional(const Json& json, const char* member) {
-  const auto found = json.find(member);
-  return found != json.end() && !found->is_null() ? std::optional(found->get<Value>())
-                                                  : std::nullopt;
-}
-
 template <typename Record>
 const Record* FindNamed(const std::vector<Record>& records, std::string_view name) {
   const auto found = std::find_if(records.begin(), records.end(),
@@ -88,71 +123,73 @@ const Record* FindNamed(const std::vector<Record>& records, std::string_view nam
 
 template <typename Record>
 const Record* NamedBy(const Json& json, const char* member, const std::vector<Record>& records) {
-  return FindNamed(records, json.value(member, std::string()));
+  return FindNamed(records, TextIn(json, member));
 }
 
 template <typename Record, typename Read>
 std::vector<Record> ReadList(const Json& json, Read read) {
   std::vector<Record> records;
-  records.reserve(json.size());
-  for (const Json& entry : json) {
+  for (const Json& entry : As<standin::List>(json)) {
     records.push_back(read(entry));
   }
   return records;
 }
 
+std::vector<std::string> ReadTexts(const Json& json) { return ReadList<std::string>(json, Text); }
+
 Names ReadNames(const Json& json) {
-  Names names{.name = json.at("name"), .numbers = {}};
-  for (const auto& [name, number] : json.at("numbers").items()) {
-    names.numbers.push_back({name, number});
+  Names names{.name = Text(At(json, "name")), .numbers = {}};
+  for (const auto& [name, number] : As<standin::Object>(At(json, "numbers"))) {
+    names.numbers.push_back({name, NumberOf<std::uint64_t>(number)});
   }
   return names;
 }
 
 Field ReadField(const Json& json, const Contract& contract, const Json& types) {
-  const Json& type = json.at("type");
-  return {.name = json.at("name"),
+  const Json& type = At(json, "type");
+  return {.name = Text(At(json, "name")),
           .type = ReadFieldType(type),
-          .value = ReadValueKind(types.at(type.get_ref<const std::string&>()).at("json")),
-          .offset = json.value("offset", std::size_t{0}),
-          .width = json.value("width", std::size_t{0}),
-          .part = ReadOptional<int>(json, "part"),
-          .of = json.value("of", std::string()),
+          .value = ReadValueKind(At(At(types, Text(type)), "json")),
+          .offset = NumberIn<std::size_t>(json, "offset").value_or(0),
+          .width = NumberIn<std::size_t>(json, "width").value_or(0),
+          .part = NumberIn<int>(json, "part"),
+          .of = TextIn(json, "of"),
           .names = NamedBy(json, "names", contract.names),
-          .counts = json.value("counts", std::string())};
+          .counts = TextIn(json, "counts")};
 }
 
 Payload ReadPayload(const Json& json, const Contract& contract, const Json& types) {
-  const Json& length = json.at("length");
-  return {.name = json.at("name"),
-          .least = length.at("least"),
-          .most = ReadOptional<std::size_t>(length, "most"),
-          .fields = ReadList<Field>(json.at("fields"), [&](const Json& field) {
+  const Json& length = At(json, "length");
+  return {.name = Text(At(json, "name")),
+          .least = NumberOf<std::size_t>(At(length, "least")),
+          .most = NumberIn<std::size_t>(length, "most"),
+          .fields = ReadList<Field>(At(json, "fields"), [&](const Json& field) {
             return ReadField(field, contract, types);
           })};
 }
 
 Option ReadOption(const Json& json, const Contract& contract) {
-  const Json& limits = json.at("limits");
-  return {.letter = json.at("letter").get_ref<const std::string&>().at(0),
-          .name = json.at("name"),
-          .type = json.at("type"),
-          .help = json.at("help"),
-          .most = ReadOptional<std::uint64_t>(limits, "most"),
-          .bytes = ReadOptional<std::size_t>(limits, "bytes"),
-          .entries = ReadOptional<std::size_t>(limits, "entries"),
+  const Json& limits = At(json, "limits");
+  return {.letter = Text(At(json, "letter")).at(0),
+          .name = Text(At(json, "name")),
+          .type = Text(At(json, "type")),
+          .help = Text(At(json, "help")),
+          .most = NumberIn<std::uint64_t>(limits, "most"),
+          .bytes = NumberIn<std::size_t>(limits, "bytes"),
+          .entries = NumberIn<std::size_t>(limits, "entries"),
           .names = NamedBy(json, "names", contract.names)};
 }
 
 Reply ReadReply(const Json& json) {
-  Reply reply{.mode = ReadMode(json.at("mode")), .pieces = {}, .members = {}};
+  Reply reply{.mode = ReadMode(At(json, "mode")), .pieces = {}, .members = {}};
   if (reply.mode == ReplyMode::STREAM) {
-    json.at("default").get_to(reply.pieces);
+    reply.pieces = ReadTexts(At(json, "default"));
   } else if (reply.mode == ReplyMode::PRINT) {
-    for (const Json& member : json.at("default")) {
-      reply.members.push_back({member.at("name"),
-                               member.contains("value") ? member.at("value").dump() : "",
-                               member.value("field", std::string())});
+    for (const Json& member : As<standin::List>(At(json, "default"))) {
+      const Json* const value = FindIn(member, "value");
+      reply.members.push_back({Text(At(member, "name")),
+                               value != nullptr ? standin::ToJson(*value) : "",
+                               TextIn(member, "field")});
     }
   }
   return reply;
@@ -171,8 +208,8 @@ std::string Repeated(const std::string& text, std::size_t times) {
 
 /// The bytes of a number of this type, in the host's byte order.
 template <typename Number>
-std::string Bytes(const Json& json) {
-  const auto bytes = std::bit_cast<std::array<char, sizeof(Number)>>(json.get<Number>());
+std::string Bytes(Number number) {
+  const auto bytes = std::bit_cast<std::array<char, sizeof(Number)>>(number);
   return {bytes.begin(), bytes.end()};
 }
 
@@ -187,77 +224,78 @@ std::string HexBytes(std::string_view digits) {
 }
 
 RequestPart ReadPart(const Json& json) {
-  const std::string& kind = json.begin().key();
-  const Json& value = json.begin().value();
-  std::string bytes = kind == "u32"   ? Bytes<std::uint32_t>(value)
-                      : kind == "u64" ? Bytes<std::uint64_t>(value)
-                      : kind == "f64" ? Bytes<double>(value)
-                                      : HexBytes(value.get_ref<const std::string&>());
-  return {std::move(bytes), json.value("times", std::size_t{1})};
+  const auto& [kind, value] = As<standin::Object>(json).at(0);
+  const auto* const real = value.As<double>();
+  std::string bytes = kind == "u32"   ? Bytes(NumberOf<std::uint32_t>(value))
+                      : kind == "u64" ? Bytes(NumberOf<std::uint64_t>(value))
+                      : kind == "f64" ? Bytes(real != nullptr ? *real : NumberOf<double>(value))
+                                      : HexBytes(Text(value));
+  return {std::move(bytes), NumberIn<std::size_t>(json, "times").value_or(1)};
 }
 
 std::string ReadArgument(const Json& json) {
-  if (json.is_string()) {
-    return json;
-  }
-  return Repeated(json.at("text"), json.at("times"));
+  const auto* const text = json.As<std::string>();
+  return text != nullptr
+             ? *text
+             : Repeated(Text(At(json, "text")), NumberOf<std::size_t>(At(json, "times")));
 }
 
 Example ReadExample(const Json& json) {
-  return {.name = json.at("name"),
-          .args = ReadList<std::string>(json.at("args"), ReadArgument),
-          .parts = ReadList<RequestPart>(json.at("request"), ReadPart),
-          .fields = json.contains("fields") ? json.at("fields").dump() : ""};
+  return {.name = Text(At(json, "name")),
+          .args = ReadList<std::string>(At(json, "args"), ReadArgument),
+          .parts = ReadList<RequestPart>(At(json, "request"), ReadPart),
+          .fields = FindIn(json, "fields") != nullptr ? standin::ToJson(At(json, "fields")) : ""};
 }
 
 std::optional<ReplyWith> ReadWith(const Json& reply) {
-  const auto found = reply.find("with");
-  if (found == reply.end()) {
+  const Json* const found = FindIn(reply, "with");
+  if (found == nullptr) {
     return std::nullopt;
   }
-  return ReplyWith{found->at("option"), found->at("field"), ReadReply(*found)};
+  return ReplyWith{Text(At(*found, "option")), Text(At(*found, "field")), ReadReply(*found)};
 }
 
 Command ReadCommand(const Json& json, const Contract& contract) {
   return {
-      .word = json.at("word"),
-      .code = json.at("code"),
-      .since = json.at("since"),
-      .check = json.at("check"),
-      .timeoutSeconds = json.at("timeout"),
-      .reply = ReadReply(json.at("reply")),
-      .with = ReadWith(json.at("reply")),
+      .word = Text(At(json, "word")),
+      .code = NumberOf<std::uint32_t>(At(json, "code")),
+      .since = Text(At(json, "since")),
+      .check = Text(At(json, "check")),
+      .timeoutSeconds = NumberOf<std::uint32_t>(At(json, "timeout")),
+      .reply = ReadReply(At(json, "reply")),
+      .with = ReadWith(At(json, "reply")),
       .payload = NamedBy(json, "payload", contract.payloads),
-      .options = json.at("options"),
-      .words = ReadList<Word>(json.at("words"),
-                              [](const Json& word) {
-                                return Word{word.at("name"), word.at("field"), word.at("default")};
-                              }),
-      .listed = json.contains("help"),
-      .help = json.value("help", std::string()),
-      .examples = ReadList<Example>(json.at("examples"), ReadExample)};
+      .options = ReadTexts(At(json, "options")),
+      .words = ReadList<Word>(
+          At(json, "words"),
+          [](const Json& word) {
+            return Word{Text(At(word, "name")), Text(At(word, "field")), Text(At(word, "default"))};
+          }),
+      .listed = FindIn(json, "help") != nullptr,
+      .help = TextIn(json, "help"),
+      .examples = ReadList<Example>(At(json, "examples"), ReadExample)};
 }
 
 Contract Read() {
-  const Json json = Json::parse(CONTRACT_JSON);
+  const Json json = standin::ParseJson(CONTRACT_JSON);
   Contract contract;
-  contract.socketPath = json.at("socketPath");
-  contract.helpOrder = json.at("helpOrder");
-  for (const auto& [name, meaning] : json.at("checks").items()) {
+  contract.socketPath = Text(At(json, "socketPath"));
+  contract.helpOrder = Text(At(json, "helpOrder"));
+  for (const auto& [name, meaning] : As<standin::Object>(At(json, "checks"))) {
     contract.checks.push_back(name);
   }
-  contract.names = ReadList<Names>(json.at("names"), ReadNames);
-  contract.payloads = ReadList<Payload>(json.at("payloads"), [&](const Json& payload) {
-    return ReadPayload(payload, contract, json.at("fieldTypes"));
+  contract.names = ReadList<Names>(At(json, "names"), ReadNames);
+  contract.payloads = ReadList<Payload>(At(json, "payloads"), [&](const Json& payload) {
+    return ReadPayload(payload, contract, At(json, "fieldTypes"));
   });
   contract.options = ReadList<Option>(
-      json.at("options"), [&](const Json& option) { return ReadOption(option, contract); });
+      At(json, "options"), [&](const Json& option) { return ReadOption(option, contract); });
   contract.commands = ReadList<Command>(
-      json.at("commands"), [&](const Json& command) { return ReadCommand(command, contract); });
-  contract.diagnostics = ReadList<Diagnostic>(json.at("diagnostics"), [](const Json& entry) {
-    return Diagnostic{entry.at("text"), entry.at("exit"), entry.value("option", std::string()),
-                      entry.value("check", std::string()),
-                      ReadList<std::string>(entry.at("args"), ReadArgument)};
+      At(json, "commands"), [&](const Json& command) { return ReadCommand(command, contract); });
+  contract.diagnostics = ReadList<Diagnostic>(At(json, "diagnostics"), [](const Json& entry) {
+    return Diagnostic{Text(At(entry, "text")), Text(At(entry, "exit")), TextIn(entry, "option"),
+                      TextIn(entry, "check"),
+                      ReadList<std::string>(At(entry, "args"), ReadArgument)};
   });
   return contract;
 }
