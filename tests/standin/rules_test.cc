@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "support/running_standin.h"
@@ -158,7 +159,7 @@ TEST(Rules, TheLettersOfAUuidMayBeOfEitherCase) {
   EXPECT_EQ(standin.Client({"update-treldb", "-f", "/a"}).exitValue, 0);
 }
 
-TEST(Rules, PayloadsAreTextFileOrHex) {
+TEST(Rules, PayloadsAreTextHexOrAFileThatIsReadAtTheStart) {
   const TempFolder folder;
   std::ofstream(folder / "reply.txt") << "from a file";
   std::ofstream(folder / "script.json")
@@ -167,6 +168,7 @@ TEST(Rules, PayloadsAreTextFileOrHex) {
                        {"command": "stats", "reply": {"stream": [
                            {"text": "a"}, {"pause": 5, "hex": "62"}, {"file": "reply.txt"}]}}]})";
   const RunningStandin standin({"--script", folder / "script.json"});
+  std::filesystem::remove(folder / "reply.txt");
   EXPECT_EQ(standin.Client({"fitness-stats-get"}).out, "from a file\n");
   EXPECT_EQ(standin.Client({"fitness-config-get"}).out, "AB\n\n");
   EXPECT_EQ(standin.Client({"stats"}).out, "abfrom a file");

@@ -5,7 +5,9 @@
 
 #include <fstream>
 
+#include "core/frame.h"
 #include "core/unix_connect.h"
+#include "support/bytes.h"
 #include "support/client.h"
 #include "support/running_standin.h"
 
@@ -48,6 +50,17 @@ TEST(Sequence, ADifferentFieldIsShownWithItsBytesAndExitsWith3) {
             "000010 2d 34 34 35 35 2d 36 36 37 37 2d 30 30 30 30 2d\n"
             "000020 30 30 30 30 30 30 30 30 30 30 30 30\n");
   EXPECT_EQ(result.Events("request").at(0).at("differences").size(), 1U);
+}
+
+TEST(Sequence, RowsOfTheSameBytesAreShownOnce) {
+  RunningStandin standin(TwoRequests(), {});
+  (void)standin.Exchange(standin::EncodeFrame(31, Zeros(1024)));
+  EXPECT_THAT(standin.Stop().err,
+              testing::HasSubstr("the request was:\n"
+                                 "000000 00 00 00 1f 00 00 04 00 00 00 00 00 00 00 00 00\n"
+                                 "000010 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n"
+                                 "*\n"
+                                 "000400 00 00 00 00 00 00 00 00\n"));
 }
 
 TEST(Sequence, AnotherCommandIsADifference) {

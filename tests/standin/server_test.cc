@@ -8,7 +8,6 @@
 
 #include <condition_variable>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -318,36 +317,6 @@ TEST(Server, Serves200OpenConnectionsAtOnce) {
     standin::WriteAll(client.Get(), "00112233-4455-6677-8899-aabbccddeeff");
     EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())));
   }
-}
-
-/// Kibibytes of resident memory.
-long ResidentMemory(pid_t process) {
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("VmRSS:", 0) == 0) {
-      return std::stol(line.substr(6));
-    }
-  }
-  return -1;
-}
-
-TEST(Server, Serves10000RequestsInFlatMemory) {
-  // A sanitizer keeps freed memory for a while before it uses it again: 256 MiB of it,
-  // were it not told otherwise.
-  setenv("ASAN_OPTIONS", "quarantine_size_mb=16", 1);
-  const long allowanceKib = ClientIsSanitized() ? 131072 : 1024;
-  const RunningStandin standin({"--log", "/dev/null"});
-  const auto ask = [&](int requests) {
-    for (int request = 0; request < requests; ++request) {
-      ASSERT_EQ(standin.Exchange(EncodeFrame(13, "")), Zeros(8)) << request;
-    }
-  };
-  ask(1000);
-  const long early = ResidentMemory(standin.Process());
-  ask(9000);
-  const long late = ResidentMemory(standin.Process());
-  EXPECT_GT(early, 0);
-  EXPECT_LT(late, early + allowanceKib);
 }
 
 }  // namespace

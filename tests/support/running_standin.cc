@@ -54,7 +54,7 @@ RunningStandin::RunningStandin(const Json& script, const std::vector<std::string
 
 RunningStandin::~RunningStandin() {
   if (thread_.joinable()) {
-    (void)Stop(SIGKILL);
+    (void)Stop();
   }
 }
 
