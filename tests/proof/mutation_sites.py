@@ -10,6 +10,9 @@ import shlex
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
 
+# Version 14, whose bindings these are, knows no coroutines.
+cindex.Config.set_library_file("libclang-16.so.1")
+
 SWAPPED = {
     "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],
     "==": ["!="], "!=": ["=="], "&&": ["||"], "||": ["&&"],
@@ -32,11 +35,16 @@ class Site:
     new: str
 
 
-class Finder:
-    """Walks one translation unit; `sites` is the result, by file below `root`."""
+def is_below(root, folders, file):
+    return any(pathlib.Path(file).is_relative_to(pathlib.Path(root, folder)) for folder in folders)
 
-    def __init__(self, root, unit):
+
+class Finder:
+    """Walks one translation unit; `sites` is the result, in the named folders below `root`."""
+
+    def __init__(self, root, unit, folders):
         self.root = pathlib.Path(root)
+        self.folders = folders
         self.unit = unit
         self.texts = {}
         self.sites = set()
@@ -46,7 +54,7 @@ class Finder:
 
     def own(self, cursor):
         file = cursor.location.file
-        return file is not None and pathlib.Path(file.name).is_relative_to(self.root / "src")
+        return file is not None and is_below(self.root, self.folders, file.name)
 
     def text(self, file):
         if file not in self.texts:
@@ -143,7 +151,7 @@ class Finder:
         text = self.text(file)[start:end].decode()
         if cursor.kind == CursorKind.INTEGER_LITERAL and text[:1].isdigit():
             self.add(file, start, end, f"({text} + 1)")
-            if int(text.rstrip("uUlL"), 0) != 0:
+            if text.strip("0xXuUlL") != "":
                 self.add(file, start, end, f"({text} - 1)")
         elif cursor.kind == CursorKind.FLOATING_LITERAL:
             self.add(file, start, end, f"({text} + 1)")
@@ -174,14 +182,16 @@ class Finder:
             self.add(file, start, end, text[: -len(last)] + new)
 
 
-def find_sites(root, command):
+def find_sites(root, command, folders):
     """Sites of the translation unit that the entry `command` of
-    compile_commands.json compiles, and the files of src/ that it consists of."""
+    compile_commands.json compiles, and the files of the folders that it consists of."""
     arguments = [word for word in shlex.split(command["command"]) if word.startswith(("-I", "-D"))]
-    unit = cindex.Index.create().parse(command["file"], args=[*arguments, "-std=c++20"])
+    # What Asio's coroutines need of clang.
+    arguments += ["-std=c++20", "-DASIO_HAS_CO_AWAIT=1", "-DASIO_HAS_STD_COROUTINE=1"]
+    unit = cindex.Index.create().parse(command["file"], args=arguments)
     errors = [str(d) for d in unit.diagnostics if d.severity >= cindex.Diagnostic.Error]
     if errors:
         raise RuntimeError("\n".join(errors))
     files = {command["file"]} | {str(i.include.name) for i in unit.get_includes()}
-    own = {pathlib.Path(f) for f in files if pathlib.Path(f).is_relative_to(pathlib.Path(root, "src"))}
-    return Finder(root, unit).sites, {str(f.relative_to(root)) for f in own}
+    own = {pathlib.Path(f) for f in files if is_below(root, folders, f)}
+    return Finder(root, unit, folders).sites, {str(f.relative_to(root)) for f in own}
