@@ -7,9 +7,11 @@ and TREL_STANDIN in the environment are the paths of the programs. Indented line
 here: `scripts/check pages` runs those of README.md.
 """
 
+import contextlib
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -33,6 +35,21 @@ def steps(page):
             sys.exit(f"a block of the language {language} is not run")
 
 
+def run(code, work, environment):
+    """What the code prints. Nothing that it leaves running lives on."""
+    with tempfile.TemporaryFile("w+") as out:
+        shell = subprocess.Popen(["bash", "-c", code], cwd=work, env=environment, stdout=out,
+                                 stdin=subprocess.DEVNULL, start_new_session=True)
+        try:
+            shell.wait(timeout=200)
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(shell.pid, signal.SIGKILL)
+            shell.wait()
+        out.seek(0)
+        return out.read()
+
+
 def main():
     page = pathlib.Path(sys.argv[1]).read_text()
     todo = list(steps(page.replace("/usr/sbin/trel-tool -s", "trel-tool-here -s")))
@@ -53,9 +70,7 @@ def main():
                                          for text, _ in todo)
         environment = dict(os.environ, PATH=f"{programs}:{os.environ['PATH']}", TMPDIR=folder)
         environment.pop("POSIXLY_CORRECT", None)  # options stand after the command word
-        printed = subprocess.run(["bash", "-c", code], cwd=work, env=environment, check=False,
-                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
-                                 timeout=200).stdout.split("@@@\n")
+        printed = run(code, work, environment).split("@@@\n")
     for (text, expected), out in zip(todo, printed):
         pattern = ".*" if expected is None else re.escape(expected).replace(r"\.\.\.", ".*")
         if not re.fullmatch(pattern, out, re.DOTALL):
