@@ -187,6 +187,10 @@ TEST(Language, ARuleHoldsInItsStateAndSetsTheNext) {
        {{{"info-proactive-rebalance"}, 1}},
        "the nearest is rules/1:\n  state: expected running, it is idle\n"},
       {script, {start, {{"start-proactive-rebalance"}, 1}}, "state: expected idle, it is running"},
+      // Neither does a rule that needs no request hold in another state.
+      {R"({"state": "a", "rules": [{"when": "b", "reply": {"close": "before-reading"}},
+                                   {"command": "fix-concats", "then": "b"}]})",
+       {{{"fix-concats"}, 0}}},
   });
 }
 
