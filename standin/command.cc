@@ -27,7 +27,8 @@ std::vector<pid_t> Children() {
 
 }  // namespace
 
-Command::Command(std::vector<std::string> words) : name_(words.at(0)), others_(Children()) {
+Command::Command(std::vector<std::string> words, int stream)
+    : name_(words.at(0)), others_(Children()) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   std::vector<char*> pointers;
   pointers.reserve(words.size() + 1);
@@ -44,8 +45,15 @@ Command::Command(std::vector<std::string> words) : name_(words.at(0)), others_(C
   posix_spawnattr_setsigdefault(&attributes, &ignored);
   posix_spawnattr_setpgroup(&attributes, 0);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (stream >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, stream, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, stream, STDOUT_FILENO);
+  }
   const int error =
-      posix_spawnp(&process_, name_.c_str(), nullptr, &attributes, pointers.data(), environ);
+      posix_spawnp(&process_, name_.c_str(), &actions, &attributes, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   if (error != 0) {
     throw std::system_error(error, std::generic_category(), name_);

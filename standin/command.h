@@ -13,9 +13,10 @@ namespace standin {
 class Command {
  public:
   /// Starts the program that the first word names, in a process group of its own, with
-  /// default signal handling. What it leaves running becomes this process's child. Throws
+  /// default signal handling. What it leaves running becomes this process's child.
+  /// `stream`: what it has as its standard input and output instead of ours; -1: ours. Throws
   /// std::system_error.
-  explicit Command(std::vector<std::string> words);
+  explicit Command(std::vector<std::string> words, int stream = -1);
   /// Kills it and what it has left running.
   ~Command();
   Command(const Command&) = delete;

@@ -13,9 +13,9 @@ namespace {
 constexpr char FOOTER[] =
     "Exit values: 0 all went well; 1 the socket, the log or the system failed;\n"
     "2 the command line or the script is wrong; 3 the script was not followed;\n"
-    "124 --timeout; else that of COMMAND, 128 and the signal's number if one ended it.\n"
-    "The first line on standard output is \"ready on PATH\", but with a COMMAND that has\n"
-    "standard output to itself and PATH in its environment as TREL_STANDIN_SOCKET.";
+    "4 the handler failed; 124 --timeout; else that of COMMAND, 128 and the signal's number\n"
+    "if one ended it. The first line on standard output is \"ready on PATH\", but with a COMMAND\n"
+    "that has standard output to itself and PATH in its environment as TREL_STANDIN_SOCKET.";
 
 }  // namespace
 
@@ -52,6 +52,14 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   app.add_option("--forward", options.forwardPath, "Forward to the daemon that listens there")
       ->type_name("PATH")
       ->excludes(script);
+  std::uint64_t handlerSeconds = 10;
+  app.add_option("--handler", options.handler,
+                 "Start this by sh(1): it replies, a line of JSON for each request")
+      ->type_name("COMMAND");
+  app.add_option("--handler-timeout", handlerSeconds, "How long it may take for a reply")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1, 1000000))
+      ->capture_default_str();
   app.add_option("--log", options.logPath, "Append the log to this file, not standard output")
       ->type_name("FILE");
   app.add_flag("--hex", options.hex, "Log the raw bytes too, as hexadecimal digits");
@@ -90,6 +98,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   }
 
   options.mode = static_cast<mode_t>(std::stoul(mode, nullptr, 8));
+  options.handlerPatience = std::chrono::seconds(handlerSeconds);
   options.limits.idleTime = std::chrono::seconds(idleSeconds);
   options.timeout = std::chrono::milliseconds(std::llround(timeout * 1000));
   if (once || count > 0) {

@@ -20,7 +20,9 @@ struct Options {
   std::string scriptPath;  ///< empty: none
   bool checkOnly = false;
   std::string forwardPath;  ///< empty: reply, do not forward
-  std::string logPath;      ///< empty: standard output
+  std::string handler;      ///< for sh(1); empty: none
+  std::chrono::seconds handlerPatience{10};
+  std::string logPath;  ///< empty: standard output
   bool hex = false;
   Limits limits;
   std::chrono::milliseconds timeout{0};  ///< of the whole run; 0: none
@@ -34,6 +36,7 @@ enum ExitValue : int {
   EXIT_RUN_FAILED = 1,
   EXIT_USAGE = 2,
   EXIT_NOT_FOLLOWED = 3,
+  EXIT_HANDLER_FAILED = 4,
   EXIT_TIMED_OUT = 124,
   EXIT_CANNOT_START = 126,
   EXIT_NOT_FOUND = 127,

@@ -34,6 +34,8 @@ using std::chrono::milliseconds;
 /// After a signal: for replies that are due and for the command to end; then for the log.
 constexpr milliseconds GRACE{500};
 constexpr milliseconds LOG_GRACE{200};
+/// After the end of its input, for the handler to end.
+constexpr milliseconds HANDLER_GRACE{200};
 /// Without a signal the log's reader may rest for so long.
 constexpr milliseconds READER_REST{2000};
 /// Between two tries of what cannot be waited for: a lock, a reader, room in a pipe.
@@ -166,6 +168,7 @@ class Run {
       }
       co_return;
     }
+    StartHandler();
     if (options_.command.empty()) {
       standard_.Write("ready on " + options_.socketPath + "\n");
       if (standard_.Error() != 0) {
@@ -175,6 +178,9 @@ class Run {
       co_return;
     }
     co_await Serve();
+    if (handler_) {
+      co_await EndHandler();
+    }
     timeout_.cancel();
     co_await Drain(standard_);
     if (logFile_) {
@@ -223,6 +229,14 @@ class Run {
     changed_.Notify();
   }
 
+  void StartHandler() {
+    if (!options_.handler.empty()) {
+      limit_.Restore();
+      handler_.emplace(loop_, *log_, options_.handler, options_.handlerPatience);
+      limit_.Raise();
+    }
+  }
+
   /// False, with an exit value, if it could not be started.
   bool StartCommand() {
     const std::string path = std::filesystem::absolute(options_.socketPath);
@@ -248,9 +262,12 @@ class Run {
       limits.maxConnections = DescriptorLimit::Clients(forwards ? 2 : 1);
     }
     Proxy proxy(loop_, *log_, options_.forwardPath, limits.maxPayload);
+    const Daemon daemon{.log = *log_,
+                        .script = script_,
+                        .handler = handler_ ? &*handler_ : nullptr,
+                        .maxPayload = limits.maxPayload};
     const Server::Handler handler = [&, forwards](std::shared_ptr<Connection> client) {
-      return forwards ? proxy.Serve(std::move(client))
-                      : PlayDaemon(std::move(client), *log_, script_, limits.maxPayload);
+      return forwards ? proxy.Serve(std::move(client)) : PlayDaemon(std::move(client), daemon);
     };
     Server server(loop_, *listener_, handler, *log_, limits, changed_);
     asio::co_spawn(loop_.context.get_executor(), server.Run(), asio::detached);
@@ -280,6 +297,14 @@ class Run {
     }
   }
 
+  Task<> EndHandler() {
+    handler_->EndInput();
+    const Clock::time_point end = Clock::now() + HANDLER_GRACE;
+    while (!handler_->HasEnded() && Clock::now() < end) {
+      co_await changed_.WaitUntil(end);
+    }
+  }
+
   /// Waits for the reader to take what `output` has kept, for as long as it takes some.
   Task<> Drain(Output& output) {
     std::uint64_t written = output.Written();
@@ -304,6 +329,10 @@ class Run {
     if (command_ && !command_->Failure().empty()) {
       Report(command_->Failure() + "\n");
       value = command_->ExitValue();
+    }
+    if (handler_ && !handler_->Failure().empty()) {
+      Report("the handler failed: " + handler_->Failure() + "\n");
+      value = EXIT_HANDLER_FAILED;
     }
     const std::string failure = script_.Failure();
     if (!failure.empty()) {
@@ -341,6 +370,7 @@ class Run {
   std::optional<Output> logFile_;
   std::optional<Log> log_;
   std::unique_ptr<UnixListener> listener_;
+  std::optional<Handler> handler_;
   std::optional<Command> command_;
   bool flushing_ = false;
   int exitValue_ = EXIT_OK;

@@ -56,6 +56,13 @@ std::uint64_t SizeOf(const Value& value) {
   return list != nullptr ? list->size() : value.Text().size();
 }
 
+std::string Line(std::uint64_t connection, std::string_view event, Object more) {
+  Object line = {{"time", Now()}, {"connection", connection}, {"event", event}};
+  line.insert(line.end(), std::make_move_iterator(more.begin()),
+              std::make_move_iterator(more.end()));
+  return ToJson(std::move(line)) + "\n";
+}
+
 }  // namespace
 
 std::size_t Log::ShownSize() const {
@@ -63,16 +70,15 @@ std::size_t Log::ShownSize() const {
 }
 
 void Log::Write(std::uint64_t connection, std::string_view event, Object more) {
-  Object line = {{"time", Now()}, {"connection", connection}, {"event", event}};
-  line.insert(line.end(), std::make_move_iterator(more.begin()),
-              std::make_move_iterator(more.end()));
-  output_.Write(ToJson(std::move(line)) + "\n");
-  if (output_.HasKept() || output_.Error() != 0) {
-    keeps_();
-  }
+  Put(Line(connection, event, std::move(more)));
 }
 
 void Log::WriteRequest(std::uint64_t connection, const Request& request, const Object& more) {
+  Put(RequestLine(connection, request, more, ShownSize()));
+}
+
+std::string Log::RequestLine(std::uint64_t connection, const Request& request, const Object& more,
+                             std::size_t most) const {
   Object line = {{"command", nullptr},
                  {"code", request.header.word},
                  {"length", request.header.length},
@@ -83,7 +89,7 @@ void Log::WriteRequest(std::uint64_t connection, const Request& request, const O
   Object fields;
   Object cut;
   for (const Member& field : request.fields) {
-    fields.push_back({field.name, Shown(field.value, ShownSize())});
+    fields.push_back({field.name, Shown(field.value, most)});
     if (SizeOf(fields.back().value) != SizeOf(field.value) ||
         (field.value.As<std::string>() == nullptr && fields.back().value != field.value)) {
       cut.push_back({field.name, SizeOf(field.value)});
@@ -98,7 +104,14 @@ void Log::WriteRequest(std::uint64_t connection, const Request& request, const O
   }
   line.insert(line.end(), more.begin(), more.end());
   AddHex(line, request.Bytes());
-  Write(connection, "request", std::move(line));
+  return Line(connection, "request", std::move(line));
+}
+
+void Log::Put(std::string line) {
+  output_.Write(std::move(line));
+  if (output_.HasKept() || output_.Error() != 0) {
+    keeps_();
+  }
 }
 
 void Log::AddText(Object& line, std::string_view name, std::string_view text,

@@ -28,6 +28,10 @@ class Log {
   /// Writes a complete request, with what is done about it.
   void WriteRequest(std::uint64_t connection, const Request& request, const Object& more);
 
+  /// The line that WriteRequest writes, texts and lists cut to `most` bytes.
+  [[nodiscard]] std::string RequestLine(std::uint64_t connection, const Request& request,
+                                        const Object& more, std::size_t most) const;
+
   /// Adds a text to a line's members, cut to 4096 bytes unless all bytes are wanted; then
   /// "cut" says how long it is.
   void AddText(Object& line, std::string_view name, std::string_view text,
@@ -40,6 +44,8 @@ class Log {
   [[nodiscard]] std::size_t ShownSize() const;
 
  private:
+  void Put(std::string line);
+
   Output& output_;
   bool withHex_;
   std::function<void()> keeps_;

@@ -27,11 +27,13 @@ std::string PrintedText(const contract::Reply& expected, const Request& request)
 }  // namespace
 
 SharedReply DefaultReply(const Request& request) {
+  Reply reply{.type = Reply::Type::FRAME, .byDefault = true};
   if (request.command == nullptr) {
-    return FrameReply(STATUS_FAILURE, "no such command");
+    reply.status = STATUS_FAILURE;
+    reply.payload = "no such command";
+    return std::make_shared<Reply>(std::move(reply));
   }
   const contract::Reply& expected = ExpectedReply(request);
-  Reply reply;
   switch (expected.mode) {
     case contract::ReplyMode::STREAM:
       reply.type = Reply::Type::STREAM;
@@ -40,10 +42,12 @@ SharedReply DefaultReply(const Request& request) {
       }
       break;
     case contract::ReplyMode::PRINT:
-      return FrameReply(0, PrintedText(expected, request));
+      reply.payload = PrintedText(expected, request);
+      break;
     case contract::ReplyMode::SILENT:
-      return FrameReply(0, "");
+      break;
     case contract::ReplyMode::NONE:
+      reply.type = Reply::Type::NOTHING;
       break;
   }
   return std::make_shared<Reply>(std::move(reply));

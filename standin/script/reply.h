@@ -36,6 +36,7 @@ struct Reply {
   std::string payload = {};
   std::vector<Chunk> chunks = {};
   std::chrono::milliseconds delay{0};                 ///< before the first byte
+  bool byDefault = false;                             ///< the script has no other
   bool bytewise = false;                              ///< each byte by a send of its own
   std::optional<std::uint32_t> announcedLength = {};  ///< instead of the payload's
   std::optional<std::size_t> cutHeader = {};          ///< header bytes that are sent

@@ -17,8 +17,12 @@ constexpr std::uint32_t STATUS_TOO_LONG = 0x2bad005a;
 
 class Session {
  public:
-  Session(Connection& client, Log& log, Script& script, std::uint64_t maxPayload)
-      : client_(client), log_(log), script_(script), maxPayload_(maxPayload) {}
+  Session(Connection& client, const Daemon& daemon)
+      : client_(client),
+        log_(daemon.log),
+        script_(daemon.script),
+        handler_(daemon.handler),
+        maxPayload_(daemon.maxPayload) {}
 
   Task<> Run() {
     const Outcome atConnect = script_.AtConnect();
@@ -53,7 +57,7 @@ class Session {
 
  private:
   Task<> ServeRequest(const Header& header, std::string payload) {
-    const SharedReply reply = TakeRequest(DecodeRequest(header, std::move(payload)));
+    const SharedReply reply = co_await TakeRequest(DecodeRequest(header, std::move(payload)));
     const IoResult result = co_await Play(*reply);
     if (result != IoResult::DONE) {
       log_.Write(client_.Number(), "reply-not-taken", {{"why", TextOf(result)}});
@@ -66,8 +70,11 @@ class Session {
     }
   }
 
-  SharedReply TakeRequest(const Request& request) {
+  Task<SharedReply> TakeRequest(Request request) {
     Outcome outcome = script_.AtRequest(request);
+    if (outcome.reply->byDefault && handler_ != nullptr) {
+      outcome.reply = co_await handler_->Ask(client_.Number(), request, outcome.entry);
+    }
     Object more;
     AddEntry(more, outcome);
     more.push_back({"reply", DescribeReply(*outcome.reply)});
@@ -75,7 +82,7 @@ class Session {
       more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
     }
     log_.WriteRequest(client_.Number(), request, more);
-    return std::move(outcome.reply);
+    co_return std::move(outcome.reply);
   }
 
   /// Sends the reply, as far as the client takes it.
@@ -173,14 +180,14 @@ class Session {
   Connection& client_;
   Log& log_;
   Script& script_;
+  Handler* handler_;
   std::uint64_t maxPayload_;
 };
 
 }  // namespace
 
-Task<> PlayDaemon(std::shared_ptr<Connection> client, Log& log, Script& script,
-                  std::uint64_t maxPayload) {
-  Session session(*client, log, script, maxPayload);
+Task<> PlayDaemon(std::shared_ptr<Connection> client, Daemon daemon) {
+  Session session(*client, daemon);
   co_await session.Run();
 }
 

@@ -9,13 +9,20 @@
 #include "log/log.h"
 #include "script/script.h"
 #include "server/connection.h"
+#include "server/handler.h"
 
 namespace standin {
 
-/// Plays the daemon to `client`, from its turn to its end. `maxPayload`: bytes that a
-/// request may have.
-[[nodiscard]] Task<> PlayDaemon(std::shared_ptr<Connection> client, Log& log, Script& script,
-                                std::uint64_t maxPayload);
+/// What the daemon that is played consists of.
+struct Daemon {
+  Log& log;
+  Script& script;
+  Handler* handler = nullptr;    ///< replies in the place of the default reply; null: none
+  std::uint64_t maxPayload = 0;  ///< bytes that a request may have
+};
+
+/// Plays the daemon to `client`, from its turn to its end.
+[[nodiscard]] Task<> PlayDaemon(std::shared_ptr<Connection> client, Daemon daemon);
 
 }  // namespace standin
 

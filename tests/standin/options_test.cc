@@ -35,6 +35,8 @@ TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
                                  "--script",
                                  "--check",
                                  "--forward",
+                                 "--handler",
+                                 "--handler-timeout",
                                  "--log",
                                  "--hex",
                                  "--once",
@@ -49,6 +51,7 @@ TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
                                  "; 1 ",
                                  "2 the",
                                  "; 3 ",
+                                 "\n4 the handler",
                                  "124 ",
                                  "TREL_STANDIN_SOCKET"}) {
     EXPECT_THAT(run.out, testing::HasSubstr(word));

@@ -1,0 +1,181 @@
+// A handler: the program that replies in the place of the default reply.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+#include "core/frame.h"
+#include "core/unix_connect.h"
+#include "support/bytes.h"
+#include "support/running_standin.h"
+
+namespace tests {
+namespace {
+
+using standin::EncodeFrame;
+
+constexpr const char* UUID = "00112233-4455-6677-8899-aabbccddeeff";
+
+/// The same reply to each line, by sh(1).
+std::string Replying(const std::string& line) {
+  return "while read -r line; do printf '%s\\n' '" + line + "'; done";
+}
+
+TEST(Handler, TheExampleInPythonKeepsAState) {
+  RunningStandin standin({"--handler", TREL_SOURCE_DIR "/standin/examples/handler.py"});
+  std::string out = standin.Client({"info-proactive-rebalance"}).out;
+  out += standin.Client({"start-proactive-rebalance"}).out;
+  for (int poll = 0; poll < 3; ++poll) {
+    out += standin.Client({"info-proactive-rebalance"}).out;
+  }
+  EXPECT_EQ(
+      out,
+      "{\"running\": false}\n{\"running\": true}\n{\"running\": true}\n{\"running\": false}\n");
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0) << result.err;
+  EXPECT_EQ(result.Events("request").size(), 5U);
+}
+
+TEST(Handler, TheExampleInShellComputesReplies) {
+  RunningStandin standin({"--handler", TREL_SOURCE_DIR "/standin/examples/handler.sh"});
+  EXPECT_EQ(standin.Client({"info-rebalance", "-u", UUID}).out,
+            std::string("{\"command\":\"info-rebalance\",\"entity\":\"") + UUID + "\"}\n");
+  const ProcessResult refused = standin.Client({"crawler", "-u", UUID});
+  EXPECT_EQ(refused.err, "Error received: Read-only file system: read only\n");
+  EXPECT_EQ(standin.Stop().exitValue, 0);
+}
+
+TEST(Handler, IsAskedWhatNoEntryRepliesTo) {
+  RunningStandin standin(
+      Json{{"rules",
+            {{{"command", "info-owner-rebalance"}, {"reply", {{"text", "script"}}}},
+             {{"name", "counted"},
+              {"command", "fitness-stats-get"},
+              {"expect", {{"exactly", 1}}}}}}},
+      {"--handler", Replying(R"({"text": "handler"})")});
+  EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "script\n");
+  EXPECT_EQ(standin.Client({"fitness-stats-get"}).out, "handler\n");
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0) << result.err;
+  EXPECT_EQ(result.Events("request").at(1).at("entry"), "counted");
+}
+
+TEST(Handler, GetsTheLogLineOfTheRequestWithNothingCut) {
+  const TempFolder folder;
+  RunningStandin standin(
+      {"--hex", "--handler", "tee " + (folder / "got") + " | " + Replying("{}")});
+  (void)standin.Exchange(EncodeFrame(7, std::string(5000, 'x')));
+  Json logged = standin.NextLine();
+  EXPECT_EQ(standin.Stop().exitValue, 0);
+  Json got = Json::parse(ReadFile(folder / "got"));
+  EXPECT_EQ(got.at("fields").at("level"), std::string(5000, 'x'));
+  for (Json* const line : {&logged, &got}) {
+    line->erase("time");
+  }
+  logged.erase("reply");
+  EXPECT_EQ(got.dump(), logged.dump());
+}
+
+TEST(Handler, ClientsSideBySideGetTheirOwnReplies) {
+  constexpr int CLIENTS = 200;
+  const RunningStandin standin(
+      {"--handler", "jq --unbuffered --compact-output '{text: .fields.level}'"});
+  std::vector<standin::Descriptor> clients;
+  for (int client = 0; client < CLIENTS; ++client) {
+    clients.push_back(standin::ConnectTo(standin.Socket()));
+    standin::WriteAll(clients.back().Get(), EncodeFrame(7, std::to_string(client)));
+  }
+  int number = 0;
+  for (const standin::Descriptor& client : clients) {
+    EXPECT_EQ(standin::ReadFrame(client.Get()), EncodeFrame(0, std::to_string(number++)));
+  }
+}
+
+TEST(Handler, EveryTypeOfReplyIsPossible) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"status": 5, "hex": "41"})", EncodeFrame(5, "A")},
+      {R"({"stream": [{"text": "a"}, {"text": "b"}]})", "ab"},
+      {R"({"text": "abc", "cutPayload": 1})", EncodeFrame(0, "abc").substr(0, 9)},
+      {R"({"close": "after-request"})", ""},
+  };
+  for (const auto& [line, bytes] : cases) {
+    const RunningStandin standin({"--handler", Replying(line)});
+    EXPECT_TRUE(SameBytes(bytes, standin.Exchange(EncodeFrame(35, "")))) << line;
+  }
+}
+
+TEST(Handler, AFailureIsReportedAndItsClientRefused) {
+  struct Case {
+    std::string handler;
+    std::string why;
+  };
+  const std::vector<Case> cases = {
+      {"exit 7", "it ended before it replied"},
+      {"read -r line; exit 0", "it ended before it replied"},
+      {"exec sleep 1000", "it did not reply within 1 seconds"},
+      {"while read -r line; do printf '{}\\n{}\\n'; done",
+       "it printed more than one line for a request"},
+      {"read -r line; cat /dev/zero", "it printed a line of more than 16 MiB"},
+      {Replying(R"({"txt": "a"})"),
+       "its reply: unknown member \"txt\", known are: delay, status, text, file, hex, length, "
+       "cutHeader, cutPayload, bytewise"},
+      {Replying(R"({"close": "after-header"})"),
+       "its reply/close: the request has been read by now"},
+      {"while read -r line; do echo nonsense; done",
+       "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error while "
+       "parsing value - invalid literal; last read: 'no'"},
+  };
+  for (const Case& test : cases) {
+    RunningStandin standin({"--handler-timeout", "1", "--handler", test.handler});
+    EXPECT_TRUE(SameBytes(EncodeFrame(0x0bad0001, "the handler failed"),
+                          standin.Exchange(EncodeFrame(35, ""))));
+    const StandinResult result = standin.Stop();
+    EXPECT_EQ(result.exitValue, 4) << test.handler;
+    EXPECT_EQ(result.err, "trel-standin: the handler failed: " + test.why + "\n");
+    EXPECT_EQ(result.Events("handler-failed").at(0).at("why"), test.why);
+  }
+}
+
+TEST(Handler, IsAskedAgainAfterAReplyThatIsNone) {
+  RunningStandin standin({"--handler", "read -r line; echo {; " + Replying("{}")});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  EXPECT_EQ(standin.Stop().exitValue, 4);
+}
+
+TEST(Handler, IsAskedNoMoreOnceItsRepliesCannotBeTold) {
+  RunningStandin standin(
+      {"--handler", "read -r line; echo {}; echo {}; read -r line; read -r line; sleep 1000"});
+  (void)standin.Client({"what-if-cancel"});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 4);
+  EXPECT_EQ(result.Events("handler-failed").back().at("why"), "it is asked no more");
+}
+
+TEST(Handler, EndsWithTheStandIn) {
+  // The pipe of the output ends with the last process that has it.
+  RunningStandin ends({"--handler", "cat >/dev/null; exit 3"});
+  const StandinResult ended = ends.Stop();
+  EXPECT_EQ(ended.exitValue, 4);
+  EXPECT_EQ(ended.err, "trel-standin: the handler failed: sh ended with exit value 3\n");
+  RunningStandin stays({"--handler", "trap '' TERM; sleep 1000 >&2 & sleep 1000"});
+  const StandinResult killed = stays.Stop();
+  EXPECT_EQ(killed.exitValue, 4);
+  EXPECT_EQ(killed.err, "trel-standin: the handler failed: it did not end with its input\n");
+}
+
+TEST(Handler, AReplyThatIsDueIsWaitedForAtTheEnd) {
+  const TempFolder folder;
+  RunningStandin standin(
+      {"--handler", "read -r line; kill -TERM $PPID; sleep 0.1; echo '{\"text\": \"due\"}'"});
+  EXPECT_TRUE(SameBytes(EncodeFrame(0, "due"), standin.Exchange(EncodeFrame(35, ""))));
+  EXPECT_EQ(standin.Finish().exitValue, 0);
+}
+
+}  // namespace
+}  // namespace tests
