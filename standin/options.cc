@@ -49,9 +49,9 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
           ->type_name("FILE");
   auto* const check = app.add_flag("--check", options.checkOnly, "Only read the script");
   check->needs(script);
-  app.add_option("--forward", options.forwardPath, "Forward to the daemon that listens there")
-      ->type_name("PATH")
-      ->excludes(script);
+  auto* const forward =
+      app.add_option("--forward", options.forwardPath, "Forward to the daemon that listens there")
+          ->type_name("PATH");
   std::uint64_t handlerSeconds = 10;
   app.add_option("--handler", options.handler,
                  "Start this by sh(1): it replies, a line of JSON for each request")
@@ -63,6 +63,11 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   app.add_option("--log", options.logPath, "Append the log to this file, not standard output")
       ->type_name("FILE");
   app.add_flag("--hex", options.hex, "Log the raw bytes too, as hexadecimal digits");
+  app.add_option("--record", options.recordPath, "Write what is forwarded as a script")
+      ->type_name("FILE")
+      ->needs(forward);
+  app.add_option("--pcap", options.capturePath, "Write all bytes as a capture for Wireshark")
+      ->type_name("FILE");
   auto* const onceFlag = app.add_flag("--once", once, "End after one client");
   app.add_option("--count", count, "End after N clients")
       ->type_name("N")

@@ -22,7 +22,9 @@ struct Options {
   std::string forwardPath;  ///< empty: reply, do not forward
   std::string handler;      ///< for sh(1); empty: none
   std::chrono::seconds handlerPatience{10};
-  std::string logPath;  ///< empty: standard output
+  std::string logPath;      ///< empty: standard output
+  std::string recordPath;   ///< empty: none
+  std::string capturePath;  ///< empty: none
   bool hex = false;
   Limits limits;
   std::chrono::milliseconds timeout{0};  ///< of the whole run; 0: none

@@ -3,7 +3,6 @@
 #include "run.h"
 
 #include <poll.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,8 +19,12 @@
 #include <string_view>
 
 #include "command.h"
+#include "core/descriptor_limit.h"
 #include "forward/proxy.h"
+#include "forward/recorder.h"
+#include "log/capture.h"
 #include "script/script_reader.h"
+#include "server/flusher.h"
 #include "server/server.h"
 #include "server/session.h"
 #include "server/socket_path.h"
@@ -36,8 +39,6 @@ constexpr milliseconds GRACE{500};
 constexpr milliseconds LOG_GRACE{200};
 /// After the end of its input, for the handler to end.
 constexpr milliseconds HANDLER_GRACE{200};
-/// Without a signal the log's reader may rest for so long.
-constexpr milliseconds READER_REST{2000};
 /// Between two tries of what cannot be waited for: a lock, a reader, room in a pipe.
 constexpr milliseconds RETRY{5};
 
@@ -55,35 +56,6 @@ void Report(const std::string& text) {
     left.remove_prefix(static_cast<std::size_t>(count));
   }
 }
-
-/// Raises the limit of descriptors as far as it goes while it lives.
-class DescriptorLimit {
- public:
-  DescriptorLimit() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    Raise();
-  }
-  void Raise() const {
-    const rlimit raised{before_.rlim_max, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &raised);
-  }
-  /// For a process that is started meanwhile.
-  void Restore() const { setrlimit(RLIMIT_NOFILE, &before_); }
-
-  /// How many clients there can be of so many descriptors each.
-  [[nodiscard]] static std::size_t Clients(std::size_t descriptorsEach) {
-    constexpr rlim_t others = 32;
-    rlimit now{};
-    getrlimit(RLIMIT_NOFILE, &now);
-    const rlim_t most = std::min<rlim_t>(now.rlim_cur, 1U << 20U);
-    return std::max<rlim_t>(most, others + 1) - others > descriptorsEach
-               ? (most - others) / descriptorsEach
-               : 1;
-  }
-
- private:
-  rlimit before_{};
-};
 
 class Run {
  public:
@@ -148,6 +120,7 @@ class Run {
   void Interrupt() {
     if (!Interrupted()) {
       deadline_ = Clock::now() + GRACE;
+      logDeadline_ = deadline_ + LOG_GRACE;
       if (command_) {
         command_->Signal(SIGTERM);
       }
@@ -158,7 +131,7 @@ class Run {
 
   Task<> Main() {
     co_await TakePath();
-    co_await OpenLog();
+    co_await OpenFiles();
     if (Interrupted()) {
       if (timedOut_) {
         exitValue_ = ReportTimeout();
@@ -182,9 +155,12 @@ class Run {
       co_await EndHandler();
     }
     timeout_.cancel();
-    co_await Drain(standard_);
+    co_await flusher_.Drain(standard_, logDeadline_);
     if (logFile_) {
-      co_await Drain(*logFile_);
+      co_await flusher_.Drain(*logFile_, logDeadline_);
+    }
+    if (captureFile_) {
+      co_await flusher_.Drain(*captureFile_, logDeadline_);
     }
     exitValue_ = Conclude();
   }
@@ -198,35 +174,30 @@ class Run {
     }
   }
 
-  Task<> OpenLog() {
-    while (!options_.logPath.empty() && !logFile_ && !Interrupted()) {
-      logFile_ = Output::Append(options_.logPath);
-      if (!logFile_) {
+  /// Opens what is written to, and waits for the reader of a FIFO.
+  Task<> OpenFile(const char* what, const std::string& path, Output::Opening opening,
+                  std::optional<Output>& file) {
+    while (!path.empty() && !file && !Interrupted()) {
+      file = Output::Open(what, path, opening);
+      if (!file) {
         co_await changed_.WaitFor(RETRY);
       }
     }
-    if (options_.logPath.empty() || logFile_) {
-      Output& output = logFile_ ? *logFile_ : standard_;
-      log_.emplace(output, options_.hex, [this, &output] {
-        if (output.Error() != 0) {
-          changed_.Notify();
-        } else if (!flushing_) {
-          asio::co_spawn(loop_.context.get_executor(), Flush(output), asio::detached);
-        }
-      });
-    }
   }
 
-  /// Offers what the log has kept until its reader has taken all.
-  Task<> Flush(Output& output) {
-    flushing_ = true;
-    Event never(loop_.context);
-    while (output.HasKept() && output.Error() == 0) {
-      co_await never.WaitFor(RETRY);
-      output.Flush();
+  Task<> OpenFiles() {
+    co_await OpenFile("log", options_.logPath, Output::Opening::APPEND, logFile_);
+    co_await OpenFile("capture", options_.capturePath, Output::Opening::EMPTY, captureFile_);
+    if (!options_.recordPath.empty()) {
+      recorder_.emplace(options_.recordPath);
     }
-    flushing_ = false;
-    changed_.Notify();
+    if (options_.logPath.empty() || logFile_) {
+      Output& output = logFile_ ? *logFile_ : standard_;
+      log_.emplace(output, options_.hex, flusher_.Keeps(output));
+    }
+    if (captureFile_) {
+      capture_.emplace(*captureFile_, flusher_.Keeps(*captureFile_));
+    }
   }
 
   void StartHandler() {
@@ -261,15 +232,20 @@ class Run {
     if (limits.maxConnections == 0) {
       limits.maxConnections = DescriptorLimit::Clients(forwards ? 2 : 1);
     }
-    Proxy proxy(loop_, *log_, options_.forwardPath, limits.maxPayload);
+    Proxy proxy(loop_, *log_, recorder_ ? &*recorder_ : nullptr, options_.forwardPath, limits);
     const Daemon daemon{.log = *log_,
                         .script = script_,
                         .handler = handler_ ? &*handler_ : nullptr,
+                        .proxy = forwards ? &proxy : nullptr,
                         .maxPayload = limits.maxPayload};
-    const Server::Handler handler = [&, forwards](std::shared_ptr<Connection> client) {
-      return forwards ? proxy.Serve(std::move(client)) : PlayDaemon(std::move(client), daemon);
+    // Without anything else that replies the daemon sees each client from its first byte.
+    const bool onlyForwards = forwards && options_.scriptPath.empty() && !handler_;
+    const Server::Handler handler = [&, onlyForwards](std::shared_ptr<Connection> client) {
+      return onlyForwards ? proxy.Serve(std::move(client), "", {})
+                          : PlayDaemon(std::move(client), daemon);
     };
-    Server server(loop_, *listener_, handler, *log_, limits, changed_);
+    Server server(loop_, *listener_, handler, *log_, capture_ ? &*capture_ : nullptr, limits,
+                  changed_);
     asio::co_spawn(loop_.context.get_executor(), server.Run(), asio::detached);
     while (!Interrupted() && !server.HasEnded() && !LogFailed() &&
            !(command_ && command_->HasEnded())) {
@@ -305,21 +281,6 @@ class Run {
     }
   }
 
-  /// Waits for the reader to take what `output` has kept, for as long as it takes some.
-  Task<> Drain(Output& output) {
-    std::uint64_t written = output.Written();
-    Clock::time_point rest = Clock::now() + READER_REST;
-    while (output.HasKept() && output.Error() == 0 && Clock::now() < rest &&
-           (!Interrupted() || Clock::now() < deadline_ + LOG_GRACE)) {
-      co_await changed_.WaitFor(RETRY);
-      output.Flush();
-      if (output.Written() != written) {
-        written = output.Written();
-        rest = Clock::now() + READER_REST;
-      }
-    }
-  }
-
   /// Reports what went wrong. The exit value: its own failures come before the script's, and
   /// these before the command's.
   int Conclude() {
@@ -348,6 +309,15 @@ class Run {
       Report(std::to_string(missing) + " lines could not be written: nobody reads them\n");
       value = EXIT_RUN_FAILED;
     }
+    if (captureFile_ && (captureFile_->HasKept() || captureFile_->LinesMissing() != 0)) {
+      Report("the capture is not complete\n");
+      value = EXIT_RUN_FAILED;
+    }
+    const std::string notRecorded = recorder_ ? recorder_->Write() : "";
+    if (!notRecorded.empty()) {
+      Report(notRecorded + "\n");
+      value = EXIT_RUN_FAILED;
+    }
     return timedOut_ ? ReportTimeout() : value;
   }
 
@@ -361,8 +331,10 @@ class Run {
   DescriptorLimit limit_;
   Loop loop_;
   Event changed_{loop_.context};  ///< of anything that Main waits for
+  Flusher flusher_{loop_, changed_};
   asio::signal_set signals_{loop_.context};
   Clock::time_point deadline_ = Clock::time_point::max();  ///< of the end, after a signal
+  Clock::time_point logDeadline_ = deadline_;
   Timer timeout_{loop_.context.get_executor()};
   bool timedOut_ = false;
   /// Standard output belongs to the command if there is one.
@@ -372,7 +344,9 @@ class Run {
   std::unique_ptr<UnixListener> listener_;
   std::optional<Handler> handler_;
   std::optional<Command> command_;
-  bool flushing_ = false;
+  std::optional<Output> captureFile_;
+  std::optional<Capture> capture_;
+  std::optional<Recorder> recorder_;
   int exitValue_ = EXIT_OK;
 };
 

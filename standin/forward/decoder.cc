@@ -47,11 +47,18 @@ void ConversationDecoder::FromClient(std::string_view bytes) {
   if (header) {
     const Request request = DecodeRequest(*header, client_.bytes.substr(HEADER_SIZE));
     mode_ = request.command != nullptr ? ExpectedReply(request).mode : contract::ReplyMode::SILENT;
-    log_.WriteRequest(connection_, request, {{"from", "client"}});
+    if (recorder_ != nullptr) {
+      recorder_->AddRequest(connection_, request);
+    }
+    more_.insert(more_.begin(), {"from", "client"});
+    log_.WriteRequest(connection_, request, more_);
   }
 }
 
 void ConversationDecoder::FromDaemon(std::string_view bytes) {
+  if (recorder_ != nullptr) {
+    recorder_->AddReply(connection_, bytes);
+  }
   if (mode_ == contract::ReplyMode::STREAM) {
     daemon_.total += bytes.size();
     const std::uint64_t most = std::min<std::uint64_t>(maxPayload_, log_.ShownSize());
@@ -99,7 +106,10 @@ void ConversationDecoder::LogNotDecoded(const Side& side, const char* from) {
   log_.Write(connection_, "not-decoded", std::move(line));
 }
 
-void ConversationDecoder::End() {
+void ConversationDecoder::End(bool hungUp) {
+  if (recorder_ != nullptr) {
+    recorder_->End(connection_, !IsStream(), hungUp);
+  }
   if (mode_ == contract::ReplyMode::STREAM) {
     LogStream();
   } else {

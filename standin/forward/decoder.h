@@ -9,20 +9,35 @@
 #include <string>
 #include <string_view>
 
+#include "forward/recorder.h"
 #include "log/log.h"
 
 namespace standin {
 
 class ConversationDecoder {
  public:
-  ConversationDecoder(Log& log, std::uint64_t connection, std::uint64_t maxPayload)
-      : log_(log), connection_(connection), maxPayload_(maxPayload) {}
+  /// `recorder`: null: none. `more`: for the line of the request.
+  ConversationDecoder(Log& log, Recorder* recorder, std::uint64_t connection,
+                      std::uint64_t maxPayload, Object more)
+      : log_(log),
+        recorder_(recorder),
+        connection_(connection),
+        maxPayload_(maxPayload),
+        more_(std::move(more)) {}
 
   void FromClient(std::string_view bytes);
   void FromDaemon(std::string_view bytes);
-  /// Logs what has not been logged once both sides have ended.
-  void End();
+  /// Logs what has not been logged once both sides have ended. `hungUp`: the daemon has
+  /// hung up before the client.
+  void End(bool hungUp);
 
+  [[nodiscard]] bool IsStream() const { return mode_ == contract::ReplyMode::STREAM; }
+  /// Whether a whole frame has come from the daemon.
+  [[nodiscard]] bool HasFrame() const { return daemon_.decoded; }
+  /// Whether more of a frame is to come from the daemon.
+  [[nodiscard]] bool AwaitsFrame() const {
+    return mode_ != contract::ReplyMode::STREAM && !daemon_.decoded && !daemon_.givenUp;
+  }
   /// Whether the client waits for a reply that has not come whole.
   [[nodiscard]] bool AwaitsReply() const {
     return client_.decoded && !daemon_.decoded && mode_ && mode_ != contract::ReplyMode::NONE;
@@ -45,8 +60,10 @@ class ConversationDecoder {
   void LogNotDecoded(const Side& side, const char* from);
 
   Log& log_;
+  Recorder* recorder_;
   std::uint64_t connection_;
   std::uint64_t maxPayload_;
+  Object more_;
   Side client_;
   Side daemon_;
   std::optional<contract::ReplyMode> mode_;  ///< once the request is known

@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <functional>
@@ -23,18 +24,22 @@ constexpr std::size_t PIECE = 65536;
 
 /// Both directions of a conversation.
 struct Conversation {
-  Conversation(Loop& loop, Log& log, Connection& newClient, Connection& newDaemon,
-               std::uint64_t maxPayload)
+  Conversation(Loop& loop, Connection& newClient, Connection& newDaemon, std::string newFirst,
+               ConversationDecoder newDecoder)
       : client(newClient),
         daemon(newDaemon),
-        decoder(log, newClient.Number(), maxPayload),
+        first(std::move(newFirst)),
+        decoder(std::move(newDecoder)),
         ended(loop.context) {}
 
   Connection& client;
   Connection& daemon;
+  std::string first;  ///< of the client, received before
   ConversationDecoder decoder;
-  int open = 2;  ///< directions
-  Event ended;   ///< of a direction
+  bool clientEnded = false;  ///< it has hung up or sends no more
+  bool hungUp = false;       ///< the daemon has, before the client
+  int open = 2;              ///< directions
+  Event ended;               ///< of a direction
 };
 
 /// Passes bytes on until one side takes or sends no more.
@@ -45,10 +50,16 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
   IoResult sent = IoResult::DONE;
   std::string held;
   while (received == IoResult::DONE && sent == IoResult::DONE) {
-    std::string_view bytes;
-    received = co_await from.Receive(PIECE, bytes);
+    held.clear();
+    if (toDaemon) {
+      held.swap(conversation.first);
+    }
+    if (held.empty()) {
+      std::string_view bytes;
+      received = co_await from.Receive(PIECE, bytes);
+      held = received == IoResult::DONE ? bytes : "";
+    }
     if (received == IoResult::DONE) {
-      held = bytes;
       if (toDaemon) {
         conversation.decoder.FromClient(held);
       } else {
@@ -60,6 +71,11 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
     }
   }
   --conversation.open;
+  if (toDaemon) {
+    conversation.clientEnded = received != IoResult::DONE;
+  } else {
+    conversation.hungUp = received == IoResult::HUNG_UP && !conversation.clientEnded;
+  }
   if (received == IoResult::STOPPED || sent == IoResult::STOPPED) {
     co_return;
   }
@@ -84,6 +100,25 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
   }
 }
 
+/// The daemon's reply with its changes. What is no whole frame stays as it is, but for its
+/// text and its end.
+Reply Changed(const Reply& changes, std::string bytes, bool isFrame) {
+  Reply reply = changes;
+  if (isFrame) {
+    const Header header = DecodeHeader(bytes);
+    reply.status = changes.keepStatus ? header.word : changes.status;
+    reply.payload =
+        changes.keepPayload ? bytes.substr(HEADER_SIZE, header.length) : changes.payload;
+  } else {
+    reply.type = Reply::Type::STREAM;
+    const bool own = changes.keepPayload || bytes.empty();
+    reply.chunks.push_back({.bytes = own ? std::move(bytes) : changes.payload});
+    std::string& sent = reply.chunks.back().bytes;
+    sent.resize(std::min(sent.size(), changes.cutPayload.value_or(sent.size())));
+  }
+  return reply;
+}
+
 }  // namespace
 
 Descriptor Proxy::TryConnect() const {
@@ -99,7 +134,8 @@ Descriptor Proxy::TryConnect() const {
   throw std::system_error(errno, std::generic_category(), daemonPath_);
 }
 
-Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client) {
+Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
+                                                 std::chrono::milliseconds patience) {
   const auto place = waiting_.emplace(client.Number(), &client).first;
   std::shared_ptr<Connection> daemon;
   std::string why;
@@ -109,8 +145,8 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client) {
       try {
         Descriptor socket = TryConnect();
         if (socket.Get() >= 0) {
-          daemon = std::make_shared<Connection>(loop_, std::move(socket), client.Number(),
-                                                std::chrono::milliseconds(0));
+          daemon =
+              std::make_shared<Connection>(loop_, std::move(socket), client.Number(), patience);
           break;
         }
       } catch (const std::exception& error) {
@@ -138,13 +174,45 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client) {
   co_return daemon;
 }
 
-Task<> Proxy::Serve(std::shared_ptr<Connection> client) {
+Task<SharedReply> Proxy::Ask(Connection& client, const Request& request, const Reply& changes,
+                             Object more) {
+  const std::shared_ptr<Connection> daemon = co_await Connect(client, limits_.idleTime);
+  if (!daemon) {
+    co_return nullptr;
+  }
+  const std::string question = request.Bytes();
+  ConversationDecoder decoder(log_, recorder_, client.Number(), limits_.maxPayload,
+                              std::move(more));
+  decoder.FromClient(question);
+  daemon->SetPatient(true);
+  IoResult result = co_await daemon->Send(question);
+  std::string bytes;
+  const std::size_t most = decoder.AwaitsFrame() ? HEADER_SIZE + limits_.maxPayload
+                                                 : changes.cutPayload.value_or(limits_.maxPayload);
+  bool awaited = true;
+  while (result == IoResult::DONE && awaited && bytes.size() < most) {
+    std::string_view piece;
+    result = co_await daemon->Receive(most - bytes.size(), piece);
+    if (result == IoResult::DONE) {
+      bytes += piece;
+      decoder.FromDaemon(piece);
+      awaited = decoder.IsStream() || decoder.AwaitsFrame();
+    }
+  }
+  decoder.End(result == IoResult::HUNG_UP);
+  co_return std::make_shared<Reply>(Changed(changes, std::move(bytes), decoder.HasFrame()));
+}
+
+Task<> Proxy::Serve(std::shared_ptr<Connection> client, std::string first, Object more) {
   client->AllowSilence();
-  const std::shared_ptr<Connection> daemon = co_await Connect(*client);
+  const std::shared_ptr<Connection> daemon =
+      co_await Connect(*client, std::chrono::milliseconds(0));
   if (!daemon) {
     co_return;
   }
-  Conversation conversation(loop_, log_, *client, *daemon, maxPayload_);
+  Conversation conversation(
+      loop_, *client, *daemon, std::move(first),
+      {log_, recorder_, client->Number(), limits_.maxPayload, std::move(more)});
   bool replyEnded = false;
   const auto atEnd = [&](const std::exception_ptr& /*error*/) {
     replyEnded = true;
@@ -162,7 +230,7 @@ Task<> Proxy::Serve(std::shared_ptr<Connection> client) {
   while (!replyEnded) {
     co_await conversation.ended.Wait();
   }
-  conversation.decoder.End();
+  conversation.decoder.End(conversation.hungUp);
   if (failure) {
     std::rethrow_exception(failure);
   }

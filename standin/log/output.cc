@@ -48,17 +48,18 @@ Output Output::Standard(int fd) {
   return Output(std::move(file));
 }
 
-std::optional<Output> Output::Append(const std::string& path) {
-  Descriptor file(
-      open(path.c_str(),
-           O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC, 0600));
+std::optional<Output> Output::Open(const char* what, const std::string& path, Opening opening) {
+  Descriptor file(open(path.c_str(),
+                       O_WRONLY | O_CREAT | (opening == Opening::APPEND ? O_APPEND : O_TRUNC) |
+                           O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC,
+                       0600));
   if (file.Get() < 0) {
     const int error = errno;
     struct stat found {};
     if (error == ENXIO && stat(path.c_str(), &found) == 0 && S_ISFIFO(found.st_mode)) {
       return std::nullopt;
     }
-    throw std::system_error(error, std::generic_category(), "log " + path);
+    throw std::system_error(error, std::generic_category(), what + (" " + path));
   }
   return Output(std::move(file));
 }

@@ -22,9 +22,12 @@ class Output {
   /// that share it. Throws std::system_error.
   [[nodiscard]] static Output Standard(int fd);
 
-  /// Opens `path` for appending; makes the file with mode 0600 and follows no link. None
-  /// if it is a FIFO that nobody reads yet. Throws std::system_error.
-  [[nodiscard]] static std::optional<Output> Append(const std::string& path);
+  /// Opens `path` for appending, or empties it; makes the file with mode 0600 and follows no
+  /// link. None if it is a FIFO that nobody reads yet. Throws std::system_error, whose text
+  /// begins with `what`.
+  enum class Opening { APPEND, EMPTY };
+  [[nodiscard]] static std::optional<Output> Open(const char* what, const std::string& path,
+                                                  Opening opening);
 
   /// Writes the line, or keeps it for later. Beyond 16 MiB that are kept it is lost.
   void Write(std::string line);

@@ -43,9 +43,11 @@ std::string FrameBytes(const Reply& reply) {
 }
 
 Object DescribeReply(const Reply& reply) {
-  Object line = {{"type", TextOf(reply.type)}};
-  if (reply.type == Reply::Type::FRAME) {
+  Object line = {{"type", reply.forward ? "forward" : TextOf(reply.type)}};
+  if (reply.type == Reply::Type::FRAME && !reply.keepStatus) {
     line.push_back({"status", reply.status});
+  }
+  if (reply.type == Reply::Type::FRAME && (!reply.keepPayload || reply.announcedLength)) {
     line.push_back({"length", reply.announcedLength.value_or(reply.payload.size())});
   }
   if (reply.type == Reply::Type::STREAM) {

@@ -35,7 +35,10 @@ struct Reply {
   std::uint32_t status = 0;
   std::string payload = {};
   std::vector<Chunk> chunks = {};
-  std::chrono::milliseconds delay{0};                 ///< before the first byte
+  std::chrono::milliseconds delay{0};  ///< before the first byte
+  bool forward = false;                ///< to the daemon, whose own reply is changed
+  bool keepStatus = false;             ///< of a forward: the daemon's
+  bool keepPayload = false;
   bool byDefault = false;                             ///< the script has no other
   bool bytewise = false;                              ///< each byte by a send of its own
   std::optional<std::uint32_t> announcedLength = {};  ///< instead of the payload's

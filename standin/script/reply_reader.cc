@@ -82,9 +82,17 @@ void ReadBytewise(const JsonReader& json, Reply& reply) {
 }
 
 Reply ReadFrame(const JsonReader& json) {
-  json.OnlyMembers(
-      {"delay", "status", "text", "file", "hex", "length", "cutHeader", "cutPayload", "bytewise"});
+  json.OnlyMembers({"delay", "status", "text", "file", "hex", "length", "cutHeader", "cutPayload",
+                    "bytewise", "forward"});
   Reply reply{.type = Reply::Type::FRAME, .payload = ReadBytes(json)};
+  if (json.Has("forward")) {
+    reply.forward = json.Member("forward").Truth();
+    if (!reply.forward) {
+      json.Member("forward").Refuse("must be true");
+    }
+    reply.keepStatus = !json.Has("status");
+    reply.keepPayload = !json.Has("text") && !json.Has("file") && !json.Has("hex");
+  }
   if (json.Has("status")) {
     reply.status = ReadStatus(json.Member("status"));
   }

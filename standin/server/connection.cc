@@ -72,6 +72,9 @@ std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string
         AdaptTo(Clock::now() - begin);
       }
       bytes = {loop_.received.data(), static_cast<std::size_t>(count)};
+      if (capture_ != nullptr) {
+        capture_->Write(number_, Capture::Direction::TO_DAEMON, bytes);
+      }
       return IoResult::DONE;
     }
     if (count == 0) {
@@ -160,6 +163,10 @@ Task<IoResult> Connection::Send(std::string_view bytes) {
     }
     const ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0) {
+      if (capture_ != nullptr) {
+        capture_->Write(number_, Capture::Direction::TO_CLIENT,
+                        bytes.substr(0, static_cast<std::size_t>(sent)));
+      }
       bytes.remove_prefix(static_cast<std::size_t>(sent));
       continue;
     }

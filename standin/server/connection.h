@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "core/descriptor.h"
+#include "log/capture.h"
 #include "server/loop.h"
 
 namespace standin {
@@ -63,6 +64,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// Waits for `time`, or until EndWaits.
   [[nodiscard]] Task<> WaitFor(std::chrono::milliseconds time) { return wake_.WaitFor(time); }
 
+  /// Writes all bytes from now on to `capture`, if there is one.
+  void CaptureTo(Capture* capture) { capture_ = capture; }
   /// No silence is too long from now on.
   void AllowSilence() { idleTime_ = std::chrono::milliseconds(0); }
   /// Whether more bytes are waited for though the stand-in stops.
@@ -93,6 +96,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Descriptor socket_;        ///< until the loop watches it
   AsyncDescriptor watched_;  ///< from then on
   Event wake_;
+  Capture* capture_ = nullptr;
   unsigned inARow_ = 0;    ///< calls since the last suspension
   unsigned receives_ = 0;  ///< calls that brought something
   std::size_t mostAtOnce_;

@@ -21,12 +21,13 @@ constexpr int MOST_IN_A_ROW = 64;
 }  // namespace
 
 Server::Server(Loop& loop, const UnixListener& listener, Handler handler, Log& log,
-               const Limits& limits, Event& changed)
+               Capture* capture, const Limits& limits, Event& changed)
     : loop_(loop),
       listener_(listener),
       watched_(loop.context.get_executor(), fcntl(listener.Fd(), F_DUPFD_CLOEXEC, 3)),
       handler_(std::move(handler)),
       log_(log),
+      capture_(capture),
       limits_(limits),
       changed_(changed),
       roomMade_(loop.context) {
@@ -73,6 +74,7 @@ void Server::Start(Descriptor client) {
   ++running_;
   const auto connection =
       std::make_shared<Connection>(loop_, std::move(client), ++accepted_, limits_.idleTime);
+  connection->CaptureTo(capture_);
   if (running_ == limits_.maxConnections) {
     log_.Write(accepted_, "limit-reached", {{"connections", limits_.maxConnections}});
   }

@@ -21,8 +21,9 @@ class Server {
   using Handler = std::function<Task<>(std::shared_ptr<Connection> client)>;
 
   /// `listener` does not block. `changed` is notified when the server has ended.
-  Server(Loop& loop, const UnixListener& listener, Handler handler, Log& log, const Limits& limits,
-         Event& changed);
+  /// `capture`: of all that clients send and get; null: none.
+  Server(Loop& loop, const UnixListener& listener, Handler handler, Log& log, Capture* capture,
+         const Limits& limits, Event& changed);
 
   /// Accepts clients until so many have come as the limits want, or until Stop.
   [[nodiscard]] Task<> Run();
@@ -45,6 +46,7 @@ class Server {
   AsyncDescriptor watched_;  ///< of the listener, which keeps its descriptor
   Handler handler_;
   Log& log_;
+  Capture* capture_;
   Limits limits_;
   Event& changed_;
   Event roomMade_;

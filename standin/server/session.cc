@@ -12,6 +12,7 @@
 namespace standin {
 namespace {
 
+constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
 /// STATUS_ERRNO_BASE plus EMSGSIZE: "Message too long" to the client.
 constexpr std::uint32_t STATUS_TOO_LONG = 0x2bad005a;
 
@@ -22,6 +23,7 @@ class Session {
         log_(daemon.log),
         script_(daemon.script),
         handler_(daemon.handler),
+        proxy_(daemon.proxy),
         maxPayload_(daemon.maxPayload) {}
 
   Task<> Run() {
@@ -30,10 +32,13 @@ class Session {
       co_await CloseEarly("connect", atConnect, {});
       co_return;
     }
+    if (proxy_ != nullptr) {
+      client_.AllowSilence();
+    }
     std::string bytes;
     IoResult result = co_await client_.Read(bytes, HEADER_SIZE);
     if (result != IoResult::DONE) {
-      ReportIncomplete(bytes, result);
+      co_await EndIncomplete(std::move(bytes), result);
       co_return;
     }
     const Header header = DecodeHeader(bytes);
@@ -43,22 +48,65 @@ class Session {
       co_return;
     }
     if (header.length > maxPayload_) {
-      co_await RefusePayload(header);
+      if (proxy_ != nullptr) {
+        co_await Pass(std::move(bytes), {});
+      } else {
+        co_await RefusePayload(header);
+      }
       co_return;
     }
     std::string payload;
     result = co_await client_.Read(payload, header.length);
     if (result != IoResult::DONE) {
-      ReportIncomplete(bytes + payload, result);
+      co_await EndIncomplete(bytes + payload, result);
       co_return;
     }
     co_await ServeRequest(header, std::move(payload));
   }
 
  private:
+  /// All else is between the client and the daemon.
+  Task<> Pass(std::string bytes, Object more) {
+    return proxy_->Serve(client_.shared_from_this(), std::move(bytes), std::move(more));
+  }
+
+  Task<> EndIncomplete(std::string bytes, IoResult result) {
+    ReportIncomplete(bytes, result);
+    if (proxy_ != nullptr && result == IoResult::HUNG_UP) {
+      co_await Pass(std::move(bytes), {});
+    }
+  }
+
   Task<> ServeRequest(const Header& header, std::string payload) {
-    const SharedReply reply = co_await TakeRequest(DecodeRequest(header, std::move(payload)));
-    const IoResult result = co_await Play(*reply);
+    const Request request = DecodeRequest(header, std::move(payload));
+    Outcome outcome = script_.AtRequest(request);
+    Object more;
+    AddEntry(more, outcome);
+    if (outcome.reply->byDefault && handler_ != nullptr) {
+      outcome.reply = co_await handler_->Ask(client_.Number(), request, outcome.entry);
+    } else if (outcome.reply->byDefault && proxy_ != nullptr) {
+      co_await Pass(request.Bytes(), std::move(more));
+      co_return;
+    }
+    if (outcome.reply->forward && proxy_ == nullptr) {
+      outcome.reply = FrameReply(STATUS_FAILURE, "no daemon: --forward is missing");
+    }
+    more.push_back({"reply", DescribeReply(*outcome.reply)});
+    if (!outcome.differences.empty()) {
+      more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
+    }
+    if (!outcome.reply->forward) {
+      log_.WriteRequest(client_.Number(), request, more);
+    } else if (proxy_ != nullptr) {
+      outcome.reply = co_await proxy_->Ask(client_, request, *outcome.reply, std::move(more));
+    }
+    if (outcome.reply) {
+      co_await SendReply(*outcome.reply);
+    }
+  }
+
+  Task<> SendReply(const Reply& reply) {
+    const IoResult result = co_await Play(reply);
     if (result != IoResult::DONE) {
       log_.Write(client_.Number(), "reply-not-taken", {{"why", TextOf(result)}});
     }
@@ -68,21 +116,6 @@ class Session {
       log_.AddHex(line, trailing);
       log_.Write(client_.Number(), "trailing-bytes", std::move(line));
     }
-  }
-
-  Task<SharedReply> TakeRequest(Request request) {
-    Outcome outcome = script_.AtRequest(request);
-    if (outcome.reply->byDefault && handler_ != nullptr) {
-      outcome.reply = co_await handler_->Ask(client_.Number(), request, outcome.entry);
-    }
-    Object more;
-    AddEntry(more, outcome);
-    more.push_back({"reply", DescribeReply(*outcome.reply)});
-    if (!outcome.differences.empty()) {
-      more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
-    }
-    log_.WriteRequest(client_.Number(), request, more);
-    co_return std::move(outcome.reply);
   }
 
   /// Sends the reply, as far as the client takes it.
@@ -181,6 +214,7 @@ class Session {
   Log& log_;
   Script& script_;
   Handler* handler_;
+  Proxy* proxy_;
   std::uint64_t maxPayload_;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "forward/proxy.h"
 #include "log/log.h"
 #include "script/script.h"
 #include "server/connection.h"
@@ -18,6 +19,7 @@ struct Daemon {
   Log& log;
   Script& script;
   Handler* handler = nullptr;    ///< replies in the place of the default reply; null: none
+  Proxy* proxy = nullptr;        ///< to the daemon that replies in its place without a handler
   std::uint64_t maxPayload = 0;  ///< bytes that a request may have
 };
 

@@ -121,7 +121,7 @@ TEST(Handler, AFailureIsReportedAndItsClientRefused) {
       {"read -r line; cat /dev/zero", "it printed a line of more than 16 MiB"},
       {Replying(R"({"txt": "a"})"),
        "its reply: unknown member \"txt\", known are: delay, status, text, file, hex, length, "
-       "cutHeader, cutPayload, bytewise"},
+       "cutHeader, cutPayload, bytewise, forward"},
       {Replying(R"({"close": "after-header"})"),
        "its reply/close: the request has been read by now"},
       {"while read -r line; do echo nonsense; done",

@@ -35,6 +35,8 @@ TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
                                  "--script",
                                  "--check",
                                  "--forward",
+                                 "--record",
+                                 "--pcap",
                                  "--handler",
                                  "--handler-timeout",
                                  "--log",
@@ -75,7 +77,8 @@ TEST(Options, AMistakeExitsWith2AndNothingOnStandardOutput) {
       {"--socket", "/tmp/s", "--count", "2", "--once"},
       {"--socket", "/tmp/s", "--max-payload", "many"},
       {"--socket", "/tmp/s", "--max-connections", "0"},
-      {"--socket", "/tmp/s", "--script", "a", "--forward", "b"},
+      {"--socket", "/tmp/s", "--record", "a"},
+      {"--socket", "/tmp/s", "--handler", "a", "--handler-timeout", "0"},
       {"--check"},
       {"--socket", "/tmp/s", "--timeout", "0"},
   };

@@ -40,6 +40,8 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"unmatched": "reply", "rules": [{"expect": {"atLeast": 1, "atMost": 2}, "times": 1}]})",
        ""},
       {R"({"sequence": [{"name": "first", "command": "stats"}]})", ""},
+      {R"({"rules": [{"reply": {"forward": true, "delay": 1, "cutPayload": 2}}]})", ""},
+      {R"({"rules": [{"reply": {"forward": false}}]})", "/rules/0/reply/forward: must be true"},
 
       {R"({"sequence": [{"anyOrder": [{"command": "stats"}, {"expect": {"atMost": 3}}]}]})", ""},
       {R"({"sequences": [[{"command": "stats"}], [{"anyOrder": []}]]})", ""},
