@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """pages_test.py <page>: runs the blocks of a page in their order, in one shell and a fresh folder.
 
-A block after a line that ends in "`name`:" is a file. A console block holds commands after "$ "
+A block after a line that ends in "`name`:" is a file, and other Python has to be a part of one
+of the stand-in's examples. A console block holds commands after "$ "
 and what they print, in which "..." stands for anything. An sh block has to succeed. TREL_TOOL
 and TREL_STANDIN in the environment are the paths of the programs. Indented lines are not run
 here: `scripts/check pages` runs those of README.md.
@@ -31,6 +32,10 @@ def steps(page):
                 yield command, out
         elif language == "sh":
             yield f"set -e\n{text}set +e", None
+        elif language == "python":
+            examples = [path.read_text() for path in (ROOT / "standin/examples").rglob("*.py")]
+            if not any(text in example for example in examples):
+                sys.exit(f"in no example:\n{text}")
         elif language not in NOT_RUN:
             sys.exit(f"a block of the language {language} is not run")
 
@@ -52,7 +57,8 @@ def run(code, work, environment):
 
 def main():
     page = pathlib.Path(sys.argv[1]).read_text()
-    todo = list(steps(page.replace("/usr/sbin/trel-tool -s", "trel-tool-here -s")))
+    todo = list(steps(page.replace("/usr/sbin/trel-tool -s", "trel-tool-here -s")
+                      .replace("/tmp/", "")))
     if not todo:
         sys.exit("the page has no block that is run")
     with tempfile.TemporaryDirectory() as folder:
@@ -65,7 +71,8 @@ def main():
         # What a page of this tree names of it.
         (work / "build").mkdir()
         (work / "build/demo").symlink_to(programs)
-        (work / "standin").symlink_to(ROOT / "standin")
+        for name in ("generated", "standin"):
+            (work / name).symlink_to(ROOT / name)
         code = "exec 2>&1\n" + "\n".join(f"{text}\n_status=$?; echo @@@; (exit $_status)"
                                          for text, _ in todo)
         environment = dict(os.environ, PATH=f"{programs}:{os.environ['PATH']}", TMPDIR=folder)

@@ -228,9 +228,27 @@ class Manual(unittest.TestCase):
                     self.assertEqual((run.returncode, run.stderr), (0, ""), line)
                     self.assertNotIn("usage:", run.stdout, line)
                 self.assertTrue((pathlib.Path(folder) / "states.txt").exists())
+                self.check_examples_of_the_standin(folder, environment)
             finally:
                 standin.terminate()
                 standin.communicate()
+
+    def check_examples_of_the_standin(self, folder, environment):
+        examples = read("standin/trel-standin.8").split(".Sh EXAMPLES\n")[1].split("\n.Sh ")[0]
+        examples = examples.replace("\\-", "-").replace("\\e\n", "")
+        lines = re.findall(r"^(?:\.Dl )?\$ (.*)", examples, re.MULTILINE)
+        self.assertEqual(len(lines), 3)
+        shutil.copy(ROOT / "standin/examples/maintenance.json", f"{folder}/expected.json")
+        script = pathlib.Path(folder, "script")
+        script.write_text(f"#!/bin/sh\n{ROOT}/standin/examples/maintenance.sh trel-tool drawer\n")
+        script.chmod(0o755)
+        pathlib.Path(folder, "bin/trel-standin").symlink_to(os.environ["TREL_STANDIN"])
+        for line in lines:
+            line = line.replace("/var/run/treld.uds", "socket")
+            run = subprocess.run(line, shell=True, cwd=folder, env=environment, check=False,
+                                 capture_output=True, text=True, timeout=60)
+            self.assertEqual(run.returncode, 0, line + run.stderr)
+            self.assertRegex(run.stdout, "TREL statistics|feasible")
 
 
 if __name__ == "__main__":
