@@ -1,73 +1,63 @@
-# What is installed beside the programs. Each package has a component that every system
-# gets, and one with what differs between Debian and all others. `cmake --install`
-# installs what the others get.
+# What is installed beside the programs, and the target `uninstall`, which removes what
+# `cmake --install` has made: files, and the folders that were not there before.
+# Included before the programs, whose folders are recorded here too.
 
-find_program(TREL_GZIP gzip)
+set(install_bash "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+set(install_fish "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+set(install_zsh "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+set(install_data "${CMAKE_INSTALL_DATADIR}/trel-tool")
+set(install_manual "${CMAKE_INSTALL_MANDIR}/man8")
+set(install_licence "${CMAKE_INSTALL_DATADIR}/doc/trel-tool")
+set(install_plugins lib/nagios/plugins)
+set(install_units lib/systemd/system)
+set(monitoring "${PROJECT_SOURCE_DIR}/cluster/monitoring")
 
-# trel_install_compressed(<file> <destination> <name> <component> <argument>...):
-# installs the file compressed, and the same bytes each time.
-function(trel_install_compressed file destination name component)
-  set(compressed "${PROJECT_BINARY_DIR}/compressed/${component}/${name}.gz")
-  add_custom_command(OUTPUT "${compressed}"
-    COMMAND "${CMAKE_COMMAND}" -E make_directory
-      "${PROJECT_BINARY_DIR}/compressed/${component}"
-    COMMAND sh -c "\"\$1\" -9nc \"\$2\" >\"\$3\"" sh "${TREL_GZIP}" "${file}" "${compressed}"
-    DEPENDS "${file}"
-    VERBATIM)
-  add_custom_target(compress_${component}_${name} ALL DEPENDS "${compressed}")
-  install(FILES "${compressed}" DESTINATION "${destination}" COMPONENT ${component} ${ARGN})
-endfunction()
+install(CODE "set(folders ${CMAKE_INSTALL_SBINDIR} ${CMAKE_INSTALL_BINDIR} ${install_bash}
+  ${install_fish} ${install_zsh} ${install_data} ${install_manual} ${install_licence}
+  ${install_plugins} ${install_units} ${CMAKE_INSTALL_DATADIR}/doc/trel-standin)" ALL_COMPONENTS)
+install(CODE [[
+  foreach(folder IN LISTS folders)
+    set(path "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${folder}")
+    while(NOT EXISTS "${path}")
+      file(APPEND "${CMAKE_CURRENT_LIST_DIR}/install_folders.txt" "${path}\n")
+      cmake_path(GET path PARENT_PATH path)
+    endwhile()
+  endforeach()]] ALL_COMPONENTS)
+add_custom_target(uninstall
+  COMMAND "${CMAKE_COMMAND}" -P "${CMAKE_CURRENT_LIST_DIR}/Uninstall.cmake" VERBATIM)
 
-# trel_install_documents(<component> <package> <page>): manual page, licence, change log. A
-# page that is not there yet is left out.
-function(trel_install_documents component package page)
-  if(EXISTS "${page}" AND TREL_GZIP)
-    trel_install_compressed("${page}" "${CMAKE_INSTALL_MANDIR}/man8" ${package}.8 ${component})
-  elseif(EXISTS "${page}")
-    install(FILES "${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man8" COMPONENT ${component})
-  endif()
-
-  set(documents "${CMAKE_INSTALL_DATADIR}/doc/${package}")
-  install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${documents}"
-    COMPONENT ${component}_elsewhere)
-  install(FILES "${PROJECT_SOURCE_DIR}/debian/copyright" DESTINATION "${documents}"
-    COMPONENT ${component}_debian EXCLUDE_FROM_ALL)
-  if(TREL_GZIP)
-    trel_install_compressed("${PROJECT_SOURCE_DIR}/debian/changelog" "${documents}" changelog
-      ${component}_debian EXCLUDE_FROM_ALL)
-  endif()
-endfunction()
-
-trel_install_documents(client trel-tool "${PROJECT_SOURCE_DIR}/generated/trel-tool.8")
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE"
+  DESTINATION "${install_licence}" COMPONENT client)
+install(FILES "${PROJECT_SOURCE_DIR}/generated/trel-tool.8"
+  DESTINATION "${install_manual}" COMPONENT client)
 install(
   FILES
     "${PROJECT_SOURCE_DIR}/generated/commands.json"
     "${PROJECT_SOURCE_DIR}/generated/commands.schema.json"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/trel-tool"
-  COMPONENT client)
+  DESTINATION "${install_data}" COMPONENT client)
 install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/trel-tool.bash"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
-  RENAME trel-tool
-  COMPONENT client)
+  DESTINATION "${install_bash}" RENAME trel-tool COMPONENT client)
 install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/trel-tool.fish"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d"
-  COMPONENT client)
+  DESTINATION "${install_fish}" COMPONENT client)
 install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/_trel-tool"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions"
-  COMPONENT client_elsewhere)
-install(FILES "${PROJECT_SOURCE_DIR}/generated/completions/_trel-tool"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions"
-  COMPONENT client_debian EXCLUDE_FROM_ALL)
+  DESTINATION "${install_zsh}" COMPONENT client)
 
 # The check for monitoring systems and its units: for whoever asks for this component.
-install(PROGRAMS "${PROJECT_SOURCE_DIR}/cluster/monitoring/check_trel"
-  DESTINATION lib/nagios/plugins COMPONENT monitoring EXCLUDE_FROM_ALL)
+install(PROGRAMS "${monitoring}/check_trel"
+  DESTINATION "${install_plugins}" COMPONENT monitoring EXCLUDE_FROM_ALL)
+# The service names the check's path.
+install(CODE "file(READ \"${monitoring}/trel-monitoring.service\" unit)
+  string(REPLACE \"=/usr/lib/nagios\" \"=\${CMAKE_INSTALL_PREFIX}/lib/nagios\" unit \"\${unit}\")
+  file(WRITE \"${PROJECT_BINARY_DIR}/trel-monitoring.service\" \"\${unit}\")"
+  COMPONENT monitoring EXCLUDE_FROM_ALL)
 install(
   FILES
-    "${PROJECT_SOURCE_DIR}/cluster/monitoring/trel-monitoring.service"
-    "${PROJECT_SOURCE_DIR}/cluster/monitoring/trel-monitoring.timer"
-  DESTINATION lib/systemd/system COMPONENT monitoring EXCLUDE_FROM_ALL)
+    "${PROJECT_BINARY_DIR}/trel-monitoring.service"
+    "${monitoring}/trel-monitoring.timer"
+  DESTINATION "${install_units}" COMPONENT monitoring EXCLUDE_FROM_ALL)
 
-if(TARGET trel-standin)
-  trel_install_documents(standin trel-standin "${PROJECT_SOURCE_DIR}/standin/trel-standin.8")
-endif()
+# fish reads the completions of vendors under /usr alone.
+install(CODE "set(fish \"\${CMAKE_INSTALL_PREFIX}/${install_fish}/trel-tool.fish\")
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    message(STATUS \"For fish: ln -s \${fish} /etc/fish/completions/\")
+  endif()" COMPONENT client)

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Tries the packages: builds them twice and compares, runs lintian, runs the tests of
-# the release build against the client in each, and on this machine, as root or with
-# sudo, installs, uses and purges them. Shows what each package holds.
+# Tries the packages: packs them twice and compares (with --full builds them twice), runs
+# lintian, runs the tests of the release build against the client in each, and on this
+# machine, as root or with sudo, installs, uses and purges them. Shows what each holds.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 shopt -s nullglob
 build=$PWD/build/release
 packages=$PWD/build/packages
+names=(trel-tool trel-standin trel-tool-monitoring)
 
 as_root=()
 ((EUID == 0)) || as_root=(sudo)
@@ -16,7 +17,7 @@ installed=
 # shellcheck disable=SC2317 # called by the trap
 cleanup() {
   [[ -z $standin ]] || kill "$standin" 2>/dev/null || true
-  [[ -z $installed ]] || "${as_root[@]}" dpkg --purge trel-tool trel-standin >/dev/null || true
+  [[ -z $installed ]] || "${as_root[@]}" dpkg --purge "${names[@]}" >/dev/null || true
   rm -rf "$folder"
 }
 trap cleanup EXIT
@@ -26,20 +27,38 @@ fail() {
   exit 1
 }
 
+# rpm makes a database where it looks for one.
+rpm() { command rpm --dbpath "$folder/rpmdb" "$@"; }
+# The packages are the only files that are made outside of build/.
+mkdir "$folder/home" "$folder/tmp"
+make_packages() {
+  env GIT_CONFIG_GLOBAL="$HOME/.gitconfig" HOME="$folder/home" TMPDIR="$folder/tmp" scripts/package
+  find "$folder/home" "$folder/tmp" -mindepth 1 >"$folder/made"
+  [[ ! -s $folder/made ]] || fail "packing leaves behind: $(<"$folder/made")"
+}
+
 title "the same bytes twice"
-scripts/package
+make_packages
 cp -r "$packages" "$folder/first"
-find build/demo/trel-tool build/demo/trel-standin generated -exec touch {} +
-scripts/package >"$folder/names"
-diff -r "$folder/first" "$packages"
+if [[ ${1:-} == --full ]]; then
+  rm -rf build/demo build/packaging
+  export CCACHE_DISABLE=1
+else
+  find build/demo/trel-tool build/demo/trel-standin build/packaging/source/build/debian/trel-* \
+    generated -exec touch {} +
+fi
+make_packages >"$folder/names"
+# The first names the time of the build, the second the first.
+diff -r --exclude='*.buildinfo' --exclude='*.changes' "$folder/first" "$packages"
 
 title "lintian"
 cd "$packages"
 debs=(./*.deb)
 rpms=(./*.rpm)
 tars=(./*.tar.gz)
-[[ ${#debs[@]} == 2 && ${#rpms[@]} == 2 && ${#tars[@]} == 2 ]] || fail "packages are missing"
-lintian --allow-root --show-overrides --fail-on error,warning "${debs[@]}"
+[[ ${#debs[@]} == 3 && ${#rpms[@]} == 3 && ${#tars[@]} == 3 ]] || fail "packages are missing"
+lintian --allow-root --pedantic --display-info \
+  --fail-on error,warning,info,pedantic ./*.changes
 
 title "contents"
 for package in "${debs[@]}"; do
@@ -53,28 +72,28 @@ done
 # contents_of <list of files>: the files of a package, without its documents and
 # with the folders that differ between the kinds made equal.
 contents_of() {
-  sed -e 's|^\.\{0,1\}/||' -e '/\/$/d' -e '/^usr\/share\/doc/d' -e '/^usr\/share\/trel-tool$/d' \
-    -e 's|zsh/vendor-completions|zsh/site-functions|' | sort
+  sed -e 's|^\.\{0,1\}/||' -e 's|^lib/|usr/lib/|' -e '/\/$/d; /^$/d' -e '/^usr\/share\/\(doc\|lintian\)/d' \
+    -e '/^usr\/share\/trel-tool$/d' -e 's|zsh/vendor-completions|zsh/site-functions|' -e 's|\.8\.gz$|.8|' | sort
 }
-for name in trel-tool trel-standin; do
+for name in "${names[@]}"; do
   dpkg-deb --fsys-tarfile "$name"_*.deb | tar --list | contents_of >"$folder/$name.deb.list"
-  rpm --query --list --package "$name"-*.rpm | contents_of >"$folder/$name.rpm.list"
-  tar --list --file "$name"-*.tar.gz | contents_of >"$folder/$name.tar.list"
+  rpm --query --list --package "$name"-[0-9]*.rpm | contents_of >"$folder/$name.rpm.list"
+  tar --list --file "$name"-[0-9]*.tar.gz | contents_of >"$folder/$name.tar.list"
   diff "$folder/$name.deb.list" "$folder/$name.rpm.list"
   diff "$folder/$name.deb.list" "$folder/$name.tar.list"
 done
 for package in "${rpms[@]}"; do
   rpm --checksig --nosignature "$package"
 done
-if rpm --query --requires --package ./trel-tool-*.rpm | grep -vE '^(libc\.so\.6|rpmlib|rtld)\('; then
+if rpm --query --requires --package ./trel-tool-[0-9]*.rpm | grep -vE '^(libc\.so\.6|rpmlib|rtld)\('; then
   fail "the client's RPM needs more than libc"
 fi
 
 title "the tests against each package's client"
 mkdir "$folder/deb" "$folder/rpm" "$folder/tar"
 dpkg-deb --extract ./trel-tool_*.deb "$folder/deb"
-rpm2cpio ./trel-tool-*.rpm | (cd "$folder/rpm" && cpio --extract --make-directories --quiet)
-tar --extract --file ./trel-tool-*.tar.gz --directory "$folder/tar"
+rpm2cpio ./trel-tool-[0-9]*.rpm | (cd "$folder/rpm" && cpio --extract --make-directories --quiet)
+tar --extract --file ./trel-tool-[0-9]*.tar.gz --directory "$folder/tar"
 for kind in deb rpm tar; do
   TREL_TOOL=$folder/$kind/usr/sbin/trel-tool "$build/tests/cli_tests" --gtest_brief=1 \
     --gtest_filter='-*Slow*' >"$folder/$kind.log" 2>&1 || {
@@ -86,7 +105,7 @@ done
 
 title "installed, used, purged"
 state_of() { dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null || true; }
-for name in trel-tool trel-standin; do
+for name in "${names[@]}"; do
   [[ -z $(state_of "$name") ]] || fail "$name is installed here already and is not touched"
 done
 list_files() { "${as_root[@]}" find /etc /opt /usr /var/lib -xdev ! -path '/var/lib/apt/*' | sort; }
@@ -114,6 +133,7 @@ if mandoc -Tlint "$folder"/trel-tool.8 "$folder"/trel-standin.8 2>/dev/null | gr
   fail "a page refers to one that is not there"
 fi
 
+debian/tests/exchange >/dev/null
 mkfifo "$folder/ready"
 trel-standin --socket "$folder/socket" >"$folder/ready" &
 standin=$!
@@ -126,11 +146,11 @@ standin=
 TREL_MANUAL=$folder/trel-tool.8 TREL_TOOL=/usr/sbin/trel-tool TREL_STANDIN=/usr/bin/trel-standin \
   /usr/bin/python3 tests/generated/generated_test.py Manual.test_examples_work_against_the_stand_in
 
-"${as_root[@]}" dpkg --purge trel-tool trel-standin >/dev/null
+"${as_root[@]}" dpkg --purge "${names[@]}" >/dev/null
 installed=
 list_files >"$folder/after"
 diff "$folder/before" "$folder/after"
-for name in trel-tool trel-standin; do
+for name in "${names[@]}"; do
   [[ -z $(state_of "$name") ]] || fail "dpkg still knows $name"
 done
 echo "nothing is left behind"

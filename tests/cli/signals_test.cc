@@ -59,7 +59,8 @@ TEST(Signals, AreLeftAsTheCallerSetThemButForTheBrokenPipe) {
     caught = SignalsOf(client, "SigCgt");
     kill(client, SIGKILL);
   };
-  (void)RunUnanswered(look);
+  // The tests may themselves run under nohup(1).
+  (void)RunUnanswered(look, [] { signal(SIGHUP, SIG_DFL); });
   EXPECT_EQ(blocked, 0U);
   EXPECT_EQ(ignored, Bit(SIGPIPE));
   EXPECT_EQ(caught, 0U);
