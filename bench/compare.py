@@ -32,10 +32,16 @@ LIST = ",".join([UUID] * 2559)
 CLIENT = measure.BUILD / "bench" / "trel-tool"
 STATIC = measure.BUILD / "static" / "trel-tool"
 SMALL = measure.BUILD / "small" / "trel-tool"
+# With musl for the C library, where bench/run has built it.
+MUSL = measure.BUILD / "musl" / "trel-tool"
 
 
 def floor(suffix=""):
     return measure.PROGRAMS / f"bench-floor{suffix}"
+
+
+def with_musl(*words, status=0):
+    return [Contestant("trel-tool, musl", [MUSL, *words], status=status)] if MUSL.exists() else []
 
 
 class Case:
@@ -72,6 +78,7 @@ def exchanges(socket, folder, code, words, extra=(), relays=True):
         Contestant("trel-tool", [CLIENT, "-s", socket] + words),
         Contestant("trel-tool, static", [STATIC, "-s", socket] + words),
         Contestant("trel-tool, small", [SMALL, "-s", socket] + words),
+        *with_musl("-s", socket, *words),
         Contestant("floor, static", [floor("-static"), socket, code] + extra),
     ]
     if relays:
@@ -125,6 +132,7 @@ def all_cases(socket, folder, quick):
         Contestant("trel-tool", [CLIENT, "-h"]),
         Contestant("trel-tool, static", [STATIC, "-h"]),
         Contestant("trel-tool, small", [SMALL, "-h"]),
+        *with_musl("-h"),
     ]
     refused = starts[:1] + [
         Contestant(entry.name, [entry.words[0], "-d"], status=1) for entry in starts[1:]
@@ -211,7 +219,9 @@ def sizes():
     """Bytes of each build as installed, stripped."""
     found = []
     with tempfile.TemporaryDirectory() as folder:
-        for name, path in (("release", CLIENT), ("small", SMALL), ("static", STATIC)):
+        for name, path in (("release", CLIENT), ("small", SMALL), ("static", STATIC), ("musl", MUSL)):
+            if not path.exists():
+                continue
             stripped = pathlib.Path(folder) / name
             subprocess.run(["strip", "-o", stripped, path], check=True)
             found.append((name, stripped.stat().st_size, path.stat().st_size))
