@@ -121,6 +121,9 @@ class Fish:
         if result.stderr:
             raise AssertionError(result.stderr)
         lines = result.stdout.splitlines()
+        # fish 4 names matches inside of words too; a user sees them where no word begins so.
+        begun = line.split(" ")[-1]
+        lines = [text for text in lines if text.startswith(begun)] or lines
         return lines if listing else [text.split("\t")[0] for text in lines]
 
     def close(self):
