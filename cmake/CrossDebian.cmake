@@ -26,3 +26,4 @@ endif()
 set(CMAKE_CXX_COMPILER_TARGET ${trel_triplet}) # read by clang alone
 set(CMAKE_LIBRARY_ARCHITECTURE ${trel_triplet})
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${trel_qemu} -L /usr/${trel_triplet})
+set(TREL_EMULATOR "qemu-${trel_qemu} -L /usr/${trel_triplet}" CACHE INTERNAL "")

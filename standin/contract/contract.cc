@@ -230,7 +230,7 @@ RequestPart ReadPart(const Json& json) {
                       : kind == "u64" ? Bytes(NumberOf<std::uint64_t>(value))
                       : kind == "f64" ? Bytes(real != nullptr ? *real : NumberOf<double>(value))
                                       : HexBytes(Text(value));
-  return {std::move(bytes), NumberIn<std::size_t>(json, "times").value_or(1)};
+  return {std::move(bytes), NumberIn<std::size_t>(json, "times").value_or(1), kind != "bytes"};
 }
 
 std::string ReadArgument(const Json& json) {
@@ -302,10 +302,12 @@ Contract Read() {
 
 }  // namespace
 
-std::string Example::Request() const {
+std::string Example::Request(std::endian order) const {
   std::string request;
   for (const RequestPart& part : parts) {
-    request += Repeated(part.bytes, part.times);
+    const bool reversed = part.isNumber && order != std::endian::native;
+    request += Repeated(reversed ? std::string(part.bytes.rbegin(), part.bytes.rend()) : part.bytes,
+                        part.times);
   }
   return request;
 }

@@ -5,6 +5,7 @@
 #ifndef STANDIN_CONTRACT_CONTRACT_H
 #define STANDIN_CONTRACT_CONTRACT_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -102,6 +103,7 @@ struct ReplyWith {
 struct RequestPart {
   std::string bytes;
   std::size_t times;
+  bool isNumber;
 };
 
 /// A command line and the request that the client sends for it.
@@ -111,8 +113,8 @@ struct Example {
   std::vector<RequestPart> parts;
   std::string fields;  ///< the decoded fields as JSON text, or empty
 
-  /// Header and payload.
-  [[nodiscard]] std::string Request() const;
+  /// Header and payload, as a client sends them whose host has this byte order.
+  [[nodiscard]] std::string Request(std::endian order = std::endian::native) const;
 };
 
 struct Word {

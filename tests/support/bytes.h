@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -21,11 +23,18 @@ using standin::HexDump;
   return std::string(count, '\0');  // NOLINT(modernize-return-braced-init-list): two characters
 }
 
-/// A number as it stands in memory: payloads carry theirs in the host's byte order.
+/// The byte order of the machine that the client under test is built for: "big" or "little"
+/// in the environment's TREL_TOOL_BYTE_ORDER, for one that an emulator runs, else this one's.
+[[nodiscard]] std::endian ClientByteOrder();
+
+/// A number as the client has it in memory: payloads carry theirs in its host's byte order.
 template <typename Number>
 [[nodiscard]] std::string InMemory(Number number) {
   std::string bytes(sizeof number, '\0');
   std::memcpy(bytes.data(), &number, sizeof number);
+  if (ClientByteOrder() != std::endian::native) {
+    std::reverse(bytes.begin(), bytes.end());
+  }
   return bytes;
 }
 

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "core/frame.h"
+#include "support/bytes.h"
 
 namespace tests {
 namespace {
@@ -43,7 +44,7 @@ std::vector<CommandSample> AllSamples() {
   std::vector<CommandSample> samples;
   for (const contract::Command& command : contract::Get().commands) {
     for (const contract::Example& example : command.examples) {
-      const std::string request = example.Request();
+      const std::string request = example.Request(ClientByteOrder());
       const std::string payload = request.substr(standin::HEADER_SIZE);
       samples.push_back({.command = &command,
                          .name = NameOf(example),

@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Builds client and unit tests for other architectures, and runs under qemu-user the unit
+# tests, and against the client the cli tests of the release build.
+#
+#   tests/build/machines.sh [--full]
+#
+# Without --full for arm64 (little-endian) and s390x (big-endian), else for all that have a
+# preset. Prints the tests that passed for each.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+architectures=(arm64 s390x)
+[[ ${1:-} != --full ]] || architectures=(arm64 armhf i386 mips64el ppc64el riscv64 s390x)
+
+# What the emulator cannot do:
+left_out=(
+  '*Slow*' # these wait for real time-outs, which are the kernel's
+  # qemu-user adds a line of its own to standard error when the program aborts.
+  FramedReply.TooLargeToAllocateEndsInAPanic
+  ParseOptionsDeathTest.UuidListOf2561EntriesAbortsWithoutAWord
+  QslibsDeathTest.PanicWritesTheTextAndALineEndAndAborts
+  # qemu-user looks at all of the memory that is sent before the kernel does.
+  SendCommand.PutsTheLow32BitsOfTheLengthIntoTheHeader
+  # The client is started as trel-tool, whatever the name that the test gives it.
+  Help.NamesTheProgramAsInvoked
+  # qemu-user changes signals of its own process.
+  Signals.AreLeftAsTheCallerSetThemButForTheBrokenPipe
+)
+filter=-$(IFS=: && echo "${left_out[*]}")
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+# GoogleTest for the architecture, from the sources that Debian's package holds.
+build_googletest() { # <architecture> <folder>
+  cmake -S /usr/src/googletest -B "$2/googletest" -G Ninja --toolchain "$PWD/cmake/CrossDebian.cmake" \
+    -DTREL_ARCH="$1" -DCMAKE_BUILD_TYPE=Release
+  cmake --build "$2/googletest"
+  cmake --install "$2/googletest" --prefix "$2/installed"
+}
+
+try() { # <architecture>
+  local build=$PWD/build/cross-$1 order=little emulator
+  build_googletest "$1" "$build"
+  cmake --preset "cross-$1" -DTREL_BUILD_TESTS=ON \
+    -DGTest_DIR="$build/installed/lib/cmake/GTest"
+  cmake --build --preset "cross-$1" --target trel-tool unit_tests fault_injector
+  tests/build/binary.sh "$build/trel-tool" 0
+  emulator=$(sed -n 's/^TREL_EMULATOR:[A-Z]*=//p' "$build/CMakeCache.txt")
+  mkdir "$folder/$1"
+  cat >"$folder/$1/trel-tool" <<END
+#!/bin/sh
+if [ -n "\$LD_PRELOAD" ]; then
+  unset LD_PRELOAD
+  set -- -E LD_PRELOAD="$build/tests/libfault_injector.so" -0 trel-tool "$build/trel-tool" "\$@"
+else
+  set -- -0 trel-tool "$build/trel-tool" "\$@"
+fi
+exec $emulator "\$@"
+END
+  chmod +x "$folder/$1/trel-tool"
+  [[ $1 != s390x ]] || order=big
+  $emulator "$build/tests/unit_tests" --gtest_brief=1 --gtest_filter="$filter"
+  TREL_TOOL=$folder/$1/trel-tool TREL_TOOL_BYTE_ORDER=$order build/release/tests/cli_tests \
+    --gtest_brief=1 --gtest_filter="$filter"
+}
+
+for architecture in "${architectures[@]}"; do
+  # As many at a time as there are processors.
+  (($(jobs -pr | wc -l) < $(nproc))) || wait -n || true
+  (
+    trap '(($? == 0)) || touch "$folder/$architecture.failed"' EXIT
+    try "$architecture" >"$folder/$architecture.log" 2>&1
+  ) &
+done
+wait
+status=0
+for architecture in "${architectures[@]}"; do
+  log=$folder/$architecture.log
+  if [[ -e $folder/$architecture.failed ]]; then
+    cat "$log" >&2
+    echo "$architecture: failed"
+    status=1
+  else
+    echo "$architecture: $(sed -n 's/.*PASSED *\] \([0-9]*\) tests.*/\1/p' "$log" | paste -sd '+') tests"
+  fi
+done
+exit "$status"
