@@ -7,7 +7,7 @@
 
 #include <csignal>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

@@ -8,10 +8,10 @@
 #include <algorithm>
 
 #include "core/frame.h"
-#include "support/bytes.h"
-#include "support/client.h"
-#include "support/command_samples.h"
-#include "support/temp_folder.h"
+#include "tests/support/bytes.h"
+#include "tests/support/client.h"
+#include "tests/support/command_samples.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

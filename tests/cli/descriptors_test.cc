@@ -8,8 +8,8 @@
 
 #include <array>
 
-#include "cli/replies.h"
-#include "support/temp_folder.h"
+#include "tests/cli/replies.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

@@ -9,10 +9,10 @@
 #include <map>
 #include <system_error>
 
-#include "cli/replies.h"
 #include "core/frame.h"
 #include "core/unix_listener.h"
-#include "support/temp_folder.h"
+#include "tests/cli/replies.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

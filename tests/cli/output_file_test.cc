@@ -11,9 +11,9 @@
 #include <csignal>
 #include <filesystem>
 
-#include "cli/replies.h"
-#include "cli/terminal.h"
-#include "support/temp_folder.h"
+#include "tests/cli/replies.h"
+#include "tests/cli/terminal.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <future>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

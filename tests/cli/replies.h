@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "core/frame.h"
-#include "support/bytes.h"
-#include "support/client.h"
+#include "tests/support/bytes.h"
+#include "tests/support/client.h"
 
 namespace tests {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

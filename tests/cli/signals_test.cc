@@ -7,7 +7,7 @@
 #include <fstream>
 #include <future>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "cli/replies.h"
-#include "support/scripted_daemon.h"
-#include "support/temp_folder.h"
+#include "tests/cli/replies.h"
+#include "tests/support/scripted_daemon.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

@@ -10,7 +10,7 @@
 #include <future>
 #include <thread>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/replies.h"
-#include "support/temp_folder.h"
+#include "tests/cli/replies.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

@@ -1,12 +1,12 @@
 // Standard output and standard error on a terminal: a stream's lines are seen as they
 // come, and nothing is coloured, replaced or left out.
 
-#include "cli/terminal.h"
+#include "tests/cli/terminal.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "cli/replies.h"
+#include "tests/cli/replies.h"
 
 namespace tests {
 namespace {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "core/frame.h"
-#include "support/bytes.h"
-#include "support/client.h"
-#include "support/temp_folder.h"
+#include "tests/support/bytes.h"
+#include "tests/support/client.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {

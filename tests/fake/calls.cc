@@ -15,9 +15,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "fake/poison.h"
-#include "fake/require.h"
-#include "fake/system.h"
+#include "tests/fake/poison.h"
+#include "tests/fake/require.h"
+#include "tests/fake/system.h"
 
 // The names are the linker's: NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {

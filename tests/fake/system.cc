@@ -1,6 +1,6 @@
 // The daemon's bytes and the streams of the system.
 
-#include "fake/system.h"
+#include "tests/fake/system.h"
 
 #include <getopt.h>
 #include <stdio_ext.h>
@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "client/run.h"
-#include "fake/poison.h"
-#include "fake/require.h"
+#include "tests/fake/poison.h"
+#include "tests/fake/require.h"
 
 namespace fake {
 namespace {

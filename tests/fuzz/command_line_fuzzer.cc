@@ -15,11 +15,11 @@
 #include <vector>
 
 #include "client/payload.h"
-#include "fake/poison.h"
-#include "fake/require.h"
-#include "fake/system.h"
-#include "fuzz/command_line_model.h"
-#include "fuzz/input_file.h"
+#include "tests/fake/poison.h"
+#include "tests/fake/require.h"
+#include "tests/fake/system.h"
+#include "tests/fuzz/command_line_model.h"
+#include "tests/fuzz/input_file.h"
 
 namespace fuzz {
 namespace {

@@ -1,6 +1,6 @@
 // The model of options, command word and argument checks.
 
-#include "fuzz/command_line_model.h"
+#include "tests/fuzz/command_line_model.h"
 
 #include <getopt.h>
 
@@ -11,7 +11,7 @@
 #include <optional>
 #include <utility>
 
-#include "fake/require.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 namespace {

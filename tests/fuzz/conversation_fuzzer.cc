@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "core/frame.h"
-#include "fuzz/containment.h"
 #include "log/log.h"
 #include "script/script_reader.h"
 #include "server/session.h"
+#include "tests/fuzz/containment.h"
 
 namespace fuzz {
 namespace {

@@ -1,11 +1,11 @@
 // One file, read piece by piece.
 
-#include "fuzz/input_file.h"
+#include "tests/fuzz/input_file.h"
 
 #include <array>
 #include <cstdio>
 
-#include "fake/require.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "fake/require.h"
-#include "fuzz/command_line_model.h"
+#include "tests/fake/require.h"
+#include "tests/fuzz/command_line_model.h"
 
 namespace fuzz {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "fuzz/input_file.h"
+#include "tests/fuzz/input_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

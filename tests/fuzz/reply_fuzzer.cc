@@ -14,9 +14,9 @@
 
 #include "client/command_table.h"
 #include "client/reply.h"
-#include "fake/require.h"
-#include "fake/system.h"
-#include "fuzz/reply_model.h"
+#include "tests/fake/require.h"
+#include "tests/fake/system.h"
+#include "tests/fuzz/reply_model.h"
 
 namespace fuzz {
 namespace {

@@ -1,14 +1,14 @@
 // The model of reply handling.
 
-#include "fuzz/reply_model.h"
+#include "tests/fuzz/reply_model.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
 
-#include "fake/require.h"
 #include "support/qslibs.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "contract/contract.h"
-#include "fake/system.h"
+#include "tests/fake/system.h"
 
 namespace fuzz {
 

@@ -8,11 +8,11 @@
 
 #include "contract/contract.h"
 #include "core/frame.h"
-#include "fake/require.h"
 #include "json/json.h"
 #include "protocol/request.h"
 #include "script/entry.h"
 #include "script/reply.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 namespace {

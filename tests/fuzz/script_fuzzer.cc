@@ -9,11 +9,11 @@
 #include <string_view>
 
 #include "core/frame.h"
-#include "fake/require.h"
 #include "json/json.h"
 #include "protocol/request.h"
 #include "script/script.h"
 #include "script/script_reader.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 namespace {

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "core/frame.h"
-#include "support/bytes.h"
-#include "support/command_samples.h"
-#include "support/running_standin.h"
+#include "tests/support/bytes.h"
+#include "tests/support/command_samples.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

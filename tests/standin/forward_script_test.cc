@@ -9,8 +9,8 @@
 #include "contract/contract.h"
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/bytes.h"
-#include "support/running_standin.h"
+#include "tests/support/bytes.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {
@@ -105,7 +105,8 @@ TEST(ForwardScript, EntriesReplyOrCountAndAllElsePasses) {
   }
   const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
-  EXPECT_EQ(result.err, "trel-standin: counted (stats) replied to 1 request, at least 2 expected\n");
+  EXPECT_EQ(result.err,
+            "trel-standin: counted (stats) replied to 1 request, at least 2 expected\n");
   EXPECT_EQ(result.Events("request").at(1).at("entry"), "counted");
 }
 

@@ -7,11 +7,11 @@
 #include "core/frame.h"
 #include "core/unix_connect.h"
 #include "core/unix_listener.h"
-#include "support/bytes.h"
-#include "support/client.h"
-#include "support/command_samples.h"
-#include "support/running_standin.h"
-#include "support/scripted_daemon.h"
+#include "tests/support/bytes.h"
+#include "tests/support/client.h"
+#include "tests/support/command_samples.h"
+#include "tests/support/running_standin.h"
+#include "tests/support/scripted_daemon.h"
 
 namespace tests {
 namespace {

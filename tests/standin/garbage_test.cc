@@ -7,7 +7,7 @@
 
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/running_standin.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

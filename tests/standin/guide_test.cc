@@ -5,9 +5,9 @@
 
 #include <filesystem>
 
-#include "support/client.h"
-#include "support/markdown.h"
-#include "support/running_standin.h"
+#include "tests/support/client.h"
+#include "tests/support/markdown.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

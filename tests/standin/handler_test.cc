@@ -8,8 +8,8 @@
 
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/bytes.h"
-#include "support/running_standin.h"
+#include "tests/support/bytes.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "support/client.h"
-#include "support/running_standin.h"
+#include "tests/support/client.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

@@ -10,8 +10,8 @@
 #include <fstream>
 
 #include "core/frame.h"
-#include "support/client.h"
-#include "support/running_standin.h"
+#include "tests/support/client.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

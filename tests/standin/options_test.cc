@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-#include "support/running_standin.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

@@ -12,8 +12,8 @@
 #include "core/descriptor.h"
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/bytes.h"
-#include "support/running_standin.h"
+#include "tests/support/bytes.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "support/running_standin.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

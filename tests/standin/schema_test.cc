@@ -5,8 +5,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/markdown.h"
-#include "support/running_standin.h"
+#include "tests/support/markdown.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

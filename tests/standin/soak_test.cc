@@ -11,8 +11,8 @@
 
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/client.h"
-#include "support/running_standin.h"
+#include "tests/support/client.h"
+#include "tests/support/running_standin.h"
 
 namespace tests {
 namespace {

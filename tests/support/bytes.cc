@@ -1,6 +1,6 @@
 // How a difference is shown.
 
-#include "support/bytes.h"
+#include "tests/support/bytes.h"
 
 #include <cstdlib>
 

@@ -1,12 +1,12 @@
 // One run, one daemon, one folder.
 
-#include "support/client.h"
+#include "tests/support/client.h"
 
 #include <cstdlib>
 #include <utility>
 
-#include "support/scripted_daemon.h"
-#include "support/temp_folder.h"
+#include "tests/support/scripted_daemon.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 

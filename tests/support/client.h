@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/steps.h"
-#include "support/process.h"
+#include "tests/support/process.h"
 
 namespace tests {
 

@@ -1,13 +1,13 @@
 // The samples, in the order of the contract.
 
-#include "support/command_samples.h"
+#include "tests/support/command_samples.h"
 
 #include <algorithm>
 #include <cctype>
 #include <set>
 
 #include "core/frame.h"
-#include "support/bytes.h"
+#include "tests/support/bytes.h"
 
 namespace tests {
 namespace {

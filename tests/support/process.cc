@@ -1,6 +1,6 @@
 // fork(2) and exec(2) with standard output and standard error in pipes.
 
-#include "support/process.h"
+#include "tests/support/process.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -18,7 +18,7 @@
 #include <thread>
 
 #include "core/descriptor.h"
-#include "support/bytes.h"
+#include "tests/support/bytes.h"
 
 namespace tests {
 namespace {

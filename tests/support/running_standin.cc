@@ -1,6 +1,6 @@
 // A process on a thread, its standard output in a pipe that the test reads.
 
-#include "support/running_standin.h"
+#include "tests/support/running_standin.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -22,7 +22,7 @@
 
 #include "core/frame.h"
 #include "core/unix_connect.h"
-#include "support/client.h"
+#include "tests/support/client.h"
 
 namespace tests {
 

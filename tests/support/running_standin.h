@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "core/descriptor.h"
-#include "support/process.h"
-#include "support/temp_folder.h"
+#include "tests/support/process.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 

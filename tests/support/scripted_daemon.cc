@@ -1,6 +1,6 @@
 // The daemon's thread, and how it ends when nobody calls.
 
-#include "support/scripted_daemon.h"
+#include "tests/support/scripted_daemon.h"
 
 #include <sys/socket.h>
 

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "support/bytes.h"
-#include "unit/fake_run.h"
+#include "tests/support/bytes.h"
+#include "tests/unit/fake_run.h"
 
 namespace tests {
 namespace {

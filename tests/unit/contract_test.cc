@@ -12,7 +12,7 @@
 
 #include "client/command_table.h"
 #include "client/options.h"
-#include "unit/fake_run.h"
+#include "tests/unit/fake_run.h"
 
 namespace tests {
 namespace {

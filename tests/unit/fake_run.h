@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "core/frame.h"
-#include "fake/system.h"
-#include "support/command_samples.h"
+#include "tests/fake/system.h"
+#include "tests/support/command_samples.h"
 
 namespace tests {
 

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "fake/system.h"
-#include "support/bytes.h"
+#include "tests/fake/system.h"
+#include "tests/support/bytes.h"
 
 namespace trel {
 namespace {

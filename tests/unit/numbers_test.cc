@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "support/bytes.h"
-#include "unit/fake_run.h"
+#include "tests/support/bytes.h"
+#include "tests/unit/fake_run.h"
 
 namespace tests {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "support/temp_folder.h"
-#include "unit/fake_run.h"
+#include "tests/support/temp_folder.h"
+#include "tests/unit/fake_run.h"
 
 namespace tests {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "support/bytes.h"
-#include "unit/fake_run.h"
+#include "tests/support/bytes.h"
+#include "tests/unit/fake_run.h"
 
 namespace tests {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "client/command_table.h"
 #include "client/usage_error.h"
-#include "support/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace trel {
 namespace {
