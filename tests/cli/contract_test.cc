@@ -3,6 +3,7 @@
 
 #include "contract/contract.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
