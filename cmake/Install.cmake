@@ -8,13 +8,14 @@ set(install_zsh "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 set(install_data "${CMAKE_INSTALL_DATADIR}/trel-tool")
 set(install_manual "${CMAKE_INSTALL_MANDIR}/man8")
 set(install_licence "${CMAKE_INSTALL_DATADIR}/doc/trel-tool")
+set(install_guides "${CMAKE_INSTALL_DATADIR}/doc/trel-standin")
 set(install_plugins lib/nagios/plugins)
 set(install_units lib/systemd/system)
 set(monitoring "${PROJECT_SOURCE_DIR}/cluster/monitoring")
 
 install(CODE "set(folders ${CMAKE_INSTALL_SBINDIR} ${CMAKE_INSTALL_BINDIR} ${install_bash}
   ${install_fish} ${install_zsh} ${install_data} ${install_manual} ${install_licence}
-  ${install_plugins} ${install_units} ${CMAKE_INSTALL_DATADIR}/doc/trel-standin)" ALL_COMPONENTS)
+  ${install_plugins} ${install_units} ${install_guides}/examples/pytest)" ALL_COMPONENTS)
 install(CODE [[
   foreach(folder IN LISTS folders)
     set(path "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${folder}")
