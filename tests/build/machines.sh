@@ -44,20 +44,12 @@ try() { # <architecture>
   build_googletest "$1" "$build"
   cmake --preset "cross-$1" -DTREL_BUILD_TESTS=ON \
     -DGTest_DIR="$build/installed/lib/cmake/GTest"
-  cmake --build --preset "cross-$1" --target trel-tool unit_tests fault_injector
+  cmake --build --preset "cross-$1" --target trel-tool unit_tests
   tests/build/binary.sh "$build/trel-tool" 0
   emulator=$(sed -n 's/^TREL_EMULATOR:[A-Z]*=//p' "$build/CMakeCache.txt")
   mkdir "$folder/$1"
-  cat >"$folder/$1/trel-tool" <<END
-#!/bin/sh
-if [ -n "\$LD_PRELOAD" ]; then
-  unset LD_PRELOAD
-  set -- -E LD_PRELOAD="$build/tests/libfault_injector.so" -0 trel-tool "$build/trel-tool" "\$@"
-else
-  set -- -0 trel-tool "$build/trel-tool" "\$@"
-fi
-exec $emulator "\$@"
-END
+  printf '#!/bin/sh\nexec %s -0 trel-tool "%s" "$@"\n' "$emulator" "$build/trel-tool" \
+    >"$folder/$1/trel-tool"
   chmod +x "$folder/$1/trel-tool"
   [[ $1 != s390x ]] || order=big
   $emulator "$build/tests/unit_tests" --gtest_brief=1 --gtest_filter="$filter"
