@@ -31,7 +31,7 @@ TEST(Guide, EveryExampleThatRunsACommandSucceeds) {
     }
     const std::string path =
         "PATH=" + FolderOf(StandinPath()) + ":" + FolderOf(ClientPath()) + ":$PATH; export PATH\n";
-    const ProcessResult run = RunProcess({.arguments = {"sh", "-ec", path + block},
+    const ProcessResult run = RunProcess({.arguments = {"/bin/sh", "-ec", path + block},
                                           .prepare = [] { (void)!chdir(TREL_SOURCE_DIR); }});
     EXPECT_EQ(run.exitValue, 0) << block << run.err;
   }
