@@ -38,7 +38,7 @@ class Session {
     std::string bytes;
     IoResult result = co_await client_.Read(bytes, HEADER_SIZE);
     if (result != IoResult::DONE) {
-      co_await EndIncomplete(std::move(bytes), result);
+      co_await EndIncomplete(bytes, result);
       co_return;
     }
     const Header header = DecodeHeader(bytes);

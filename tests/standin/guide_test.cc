@@ -19,7 +19,7 @@ std::string FolderOf(const std::string& program) {
 TEST(Guide, EveryExampleThatRunsACommandSucceeds) {
   int examples = 0;
   for (std::string block : CodeBlocks(ReadFile(TREL_SOURCE_DIR "/docs/standin.md"), "sh")) {
-    if (block.find("trel-standin ") != 0 || block.find(" -- ") == std::string::npos) {
+    if (!block.starts_with("trel-standin ") || block.find(" -- ") == std::string::npos) {
       continue;
     }
     ++examples;
