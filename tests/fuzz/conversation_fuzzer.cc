@@ -18,11 +18,13 @@
 #include "log/log.h"
 #include "script/script_reader.h"
 #include "server/session.h"
-#include "tests/fuzz/containment.h"
+#include "tests/fake/require.h"
 
 namespace fuzz {
 namespace {
 
+using fake::Fail;
+using fake::Require;
 using standin::Connection;
 using standin::Descriptor;
 using standin::Loop;
@@ -195,7 +197,8 @@ class Conversations {
  private:
   standin::Task<> Serve(std::shared_ptr<Connection> client) {
     co_await client->Turn();
-    co_await standin::PlayDaemon(client, log_, *script_, MOST_PAYLOAD);
+    co_await standin::PlayDaemon(client,
+                                 {.log = log_, .script = *script_, .maxPayload = MOST_PAYLOAD});
   }
 
   /// Each connection has one line that says what became of its request.
