@@ -148,7 +148,8 @@ TEST(Request, HasTheLastOfTwoNumbersOrNamesAndFlagsOnce) {
       {{"what-if-upgrade", "-l", UUID, "-r", "1", "-r", "3"}, 17, Upgrade(0, 3, 1, UUID)},
       {{"what-if-upgrade", "-u", UUID, "-d", "16909060", "-r", "84281096", "-w", "-l", OTHER},
        17,
-       UUID_BYTES + FromHex("04030201 08070605 01 000000 01000000") + OTHER + NUL},
+       UUID_BYTES + Number(0x01020304) + Number(0x05060708) + FromHex("01 000000") + Number(1) +
+           OTHER + NUL},
       {{"set-global-exclusion-list", "-x", UUID, "-X", "3", "-X", "1"}, 34, Exclusion(1, 1, UUID)},
       {{"enable-workitem", "-i", "CONCAT_IN_MIDDLE", "-i", "MOVE"}, 24, "7" + Zeros(3)},
       {{"enable-trel-recovery-mode", "-m", "7", "-m", "3"}, 22, NO_UUID + "3" + Zeros(4)},
