@@ -25,11 +25,13 @@ fake::System& SystemThatSends(std::string_view bytes) {
 TEST(SendCommand, PutsTheLow32BitsOfTheLengthIntoTheHeader) {
   const fake::System& system = SystemThatSends("");
   fake::TheSystem().fault = {.call = "send", .occurrence = 2, .number = 90};
+  // Where a length has 32 bits itself, these are all of it.
+  constexpr auto LENGTH = static_cast<std::size_t>(0x1'8000'0002);
   ReturnStatus status = STATUS_OK;
-  (void)fake::Contain([&] { status = SendCommand(DAEMON_SOCKET, 37, "", 0x1'8000'0002); });
+  (void)fake::Contain([&] { status = SendCommand(DAEMON_SOCKET, 37, "", LENGTH); });
   EXPECT_EQ(status, 0x2bad005aU);
   EXPECT_EQ(system.sent, FromHex("00000025 80000002"));
-  EXPECT_EQ(system.calls.back(), "send(socket, 6442450946, 0) = -1 injected");
+  EXPECT_EQ(system.calls.back(), "send(socket, " + std::to_string(LENGTH) + ", 0) = -1 injected");
 }
 
 /// The out-values of a receive, with a mark in them that a call must overwrite.
