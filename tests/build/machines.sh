@@ -26,7 +26,12 @@ left_out=(
   # qemu-user handles signals of its own.
   Signals.AreLeftAsTheCallerSetThemButForTheBrokenPipe
 )
-filter=-$(IFS=: && echo "${left_out[*]}")
+# What a process with 32-bit addresses cannot do: allocate 2 GiB at once. Its client aborts.
+beyond_32_bits=(
+  StoppedClient.TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory
+  '*/AnnouncedLength.NotSentIsAnEmptySuccessInBoundedMemory/2'
+  '*/AnnouncedLength.NotSentIsAnEmptySuccessInBoundedMemory/3'
+)
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -40,7 +45,9 @@ build_googletest() { # <architecture> <folder>
 }
 
 try() { # <architecture>
-  local build=$PWD/build/cross-$1 order=little emulator name
+  local build=$PWD/build/cross-$1 order=little emulator filter name
+  [[ $1 != armhf && $1 != i386 ]] || left_out+=("${beyond_32_bits[@]}")
+  filter=-$(IFS=: && echo "${left_out[*]}")
   build_googletest "$1" "$build"
   cmake --preset "cross-$1" -DTREL_BUILD_TESTS=ON \
     -DGTest_DIR="$build/installed/lib/cmake/GTest"
