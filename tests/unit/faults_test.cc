@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/support/bytes.h"
 #include "tests/unit/fake_run.h"
 
@@ -26,7 +28,7 @@ const Errno ERRNOS[] = {
     {11, 0x2bad000b, "No answer within the time-out", "Resource temporarily unavailable"},
     {28, 0x2bad001c, "No space left on device", "No space left on device"},
     {32, 0x2bad0020, "Broken pipe", "Broken pipe"},
-    {104, 0x2bad0068, "Connection reset by peer", "Connection reset by peer"},
+    {ECONNRESET, 0x2bad0000 + ECONNRESET, "Connection reset by peer", "Connection reset by peer"},
     {255, 0x2bad00ff, "Unknown status 0x2bad00ff", "Unknown error 255"},
     {256, 0x2bad0100, "Unknown status 0x2bad0100", "Unknown error 256"},
     {-5, 0x2bad0005, "Input/output error", "Unknown error -5"},

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -36,13 +37,14 @@ TEST(UtilSafeStrdup0, CopiesTheText) {
   std::free(copy);
 }
 
-/// No text has the ": " that parts the pieces of an error line; the C library's of 109 would.
+/// No text has the ": " that parts the pieces of an error line; the C library's of ETOOMANYREFS
+/// would.
 TEST(StatusText, OfEveryErrnoIsTheLibrarysDescriptionOrItsNumber) {
   for (std::uint32_t error = 0; error <= 4096; ++error) {
     char number[] = "Unknown status 0x2bad0000";
     std::snprintf(number, sizeof number, "Unknown status 0x%08x", STATUS_ERRNO_BASE + error);
     const char* known =
-        error == 0 || error == 109 ? nullptr : strerrordesc_np(static_cast<int>(error));
+        error == 0 || error == ETOOMANYREFS ? nullptr : strerrordesc_np(static_cast<int>(error));
     EXPECT_STREQ(QSR_ReturnStatusToString(STATUS_ERRNO_BASE + error),
                  error == 11        ? "No answer within the time-out"
                  : known != nullptr ? known
