@@ -85,6 +85,9 @@ TEST(Order, WhoeverSendsInManyPiecesIsPassedByOthers) {
   const Descriptor slow = ConnectTo(standin.Socket());
   const Descriptor other = ConnectTo(standin.Socket());
   Dribble(slow.Get(), std::string_view(request).substr(0, request.size() - 1));
+  // Once another has been served, the slow one is waited for.
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(standin.NextLine().at("connection"), 3);
   kill(standin.Process(), SIGSTOP);
   standin::WriteAll(slow.Get(), request.substr(request.size() - 1));
   standin::WriteAll(other.Get(), EncodeFrame(30, ""));
