@@ -3,6 +3,7 @@
 #include "server/loop.h"
 
 #include <asio/post.hpp>
+#include <limits>
 #include <utility>
 
 #include "server/connection.h"
@@ -36,7 +37,7 @@ Task<> AcceptOrder::Turn(std::uint64_t connection, Pace pace) {
 
 void AcceptOrder::ResumeSoon() {
   if (!std::exchange(resumesSoon_, true)) {
-    known_ = 0;
+    known_ = std::numeric_limits<std::size_t>::max();
     asio::post(context_, [this] { ResumeReady(); });
   }
 }
