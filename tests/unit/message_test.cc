@@ -71,7 +71,8 @@ TEST(ReceiveReply, HandsOutStatusLengthAndPayload) {
 }
 
 TEST(ReceiveReply, AcceptsNullOutPointers) {
-  (void)SystemThatSends(FromHex("00000008 00000001") + "x");
+  const std::string bytes = FromHex("00000008 00000001") + "x";
+  (void)SystemThatSends(bytes);
   ReturnStatus status = STATUS_OK;
   (void)fake::Contain([&] { status = ReceiveReply(DAEMON_SOCKET, nullptr, nullptr); });
   EXPECT_EQ(status, 8U);
