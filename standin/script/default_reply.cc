@@ -9,8 +9,6 @@
 namespace standin {
 namespace {
 
-constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
-
 std::string PrintedText(const contract::Reply& expected, const Request& request) {
   std::string text = "{";
   for (const contract::ReplyMember& member : expected.members) {

@@ -9,11 +9,6 @@
 #include "core/hex.h"
 
 namespace standin {
-namespace {
-
-constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
-
-}  // namespace
 
 std::vector<Entries::Due> Entries::AllDue() {
   std::vector<Due> due;
@@ -89,7 +84,7 @@ Outcome Entries::AtHeader(const Header& header) {
 
 Outcome Entries::AtRequest(const Request& request) {
   if (unmatched_ == Unmatched::REFUSE_ALL && !failure_.empty()) {
-    return {FrameReply(STATUS_FAILURE, "the script was not followed before")};
+    return {Refusal("the script was not followed before")};
   }
   const std::vector<Due> due = AllDue();
   const Due* const found = FirstOf(
@@ -130,8 +125,8 @@ Outcome Entries::Refuse(const std::vector<Due>& due, const Request& request) {
     outcome.differences = {"command: expected " + CommandsOf(due) + ", got " + CommandOf(request)};
   }
   const bool rules = unmatched_ == Unmatched::REFUSE;
-  outcome.reply = FrameReply(STATUS_FAILURE, rules ? "no rule of the script matches the request"
-                                                   : "not the request that the script expects");
+  outcome.reply = Refusal(rules ? "no rule of the script matches the request"
+                                : "not the request that the script expects");
   if (failure_.empty()) {
     failure_ =
         rules ? "no rule matches a request of " + CommandOf(request)

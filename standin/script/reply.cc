@@ -27,9 +27,9 @@ const char* TextOf(Reply::Type type) {
 
 }  // namespace
 
-SharedReply FrameReply(std::uint32_t status, std::string payload) {
+SharedReply Refusal(std::string text) {
   return std::make_shared<Reply>(
-      Reply{.type = Reply::Type::FRAME, .status = status, .payload = std::move(payload)});
+      Reply{.type = Reply::Type::FRAME, .status = STATUS_FAILURE, .payload = std::move(text)});
 }
 
 std::string FrameBytes(const Reply& reply) {

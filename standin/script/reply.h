@@ -49,7 +49,11 @@ struct Reply {
 /// One copy for all clients: a script's payload may be long. Null: no reply is due.
 using SharedReply = std::shared_ptr<const Reply>;
 
-[[nodiscard]] SharedReply FrameReply(std::uint32_t status, std::string payload);
+/// The status of a request that the daemon refuses without an error number.
+inline constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
+
+/// A frame with that status and this text.
+[[nodiscard]] SharedReply Refusal(std::string text);
 
 /// All bytes of the frame, as cut and as wrong as the reply wants them.
 [[nodiscard]] std::string FrameBytes(const Reply& reply);

@@ -18,7 +18,6 @@
 namespace standin {
 namespace {
 
-constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
 constexpr std::size_t LONGEST_LINE = 16U << 20U;
 constexpr std::size_t PIECE = 65536;
 
@@ -114,7 +113,7 @@ Task<SharedReply> Handler::ReplyTo(std::string line, std::uint64_t connection) {
     }
   }
   log_.Write(connection, "handler-failed", {{"why", why}});
-  co_return FrameReply(STATUS_FAILURE, "the handler failed");
+  co_return Refusal("the handler failed");
 }
 
 Task<SharedReply> Handler::Ask(std::uint64_t connection, const Request& request,

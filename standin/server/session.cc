@@ -12,7 +12,6 @@
 namespace standin {
 namespace {
 
-constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
 /// STATUS_ERRNO_BASE plus EMSGSIZE: "Message too long" to the client.
 constexpr std::uint32_t STATUS_TOO_LONG = 0x2bad005a;
 
@@ -89,7 +88,7 @@ class Session {
       co_return;
     }
     if (outcome.reply->forward && proxy_ == nullptr) {
-      outcome.reply = FrameReply(STATUS_FAILURE, "no daemon: --forward is missing");
+      outcome.reply = Refusal("no daemon: --forward is missing");
     }
     more.push_back({"reply", DescribeReply(*outcome.reply)});
     if (!outcome.differences.empty()) {
