@@ -56,6 +56,20 @@ std::string ToHex(std::string_view bytes) {
   return text;
 }
 
+bool IsUuid(std::string_view text) {
+  if (text.size() != 36) {
+    return false;
+  }
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const bool hyphen = index == 8 || index == 13 || index == 18 || index == 23;
+    const bool digit = std::isxdigit(static_cast<unsigned char>(text[index])) != 0;
+    if (hyphen ? text[index] != '-' : !digit) {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::string HexDump(std::string_view bytes) {
   constexpr std::size_t width = 16;
   std::string dump;

@@ -15,6 +15,9 @@ namespace standin {
 /// Two lower-case digits for each byte, nothing between them.
 [[nodiscard]] std::string ToHex(std::string_view bytes);
 
+/// Whether `text` has the form of a UUID, with letters of either case.
+[[nodiscard]] bool IsUuid(std::string_view text);
+
 /// 16 bytes a line after their offset; repetitions of a line are folded to "*".
 [[nodiscard]] std::string HexDump(std::string_view bytes);
 

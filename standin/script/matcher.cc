@@ -38,20 +38,6 @@ bool IsFound(const regex_t& expression, const std::string& text) {
 
 }  // namespace
 
-bool IsUuid(std::string_view text) {
-  if (text.size() != 36) {
-    return false;
-  }
-  for (std::size_t index = 0; index < text.size(); ++index) {
-    const bool hyphen = index == 8 || index == 13 || index == 18 || index == 23;
-    const bool digit = std::isxdigit(static_cast<unsigned char>(text[index])) != 0;
-    if (hyphen ? text[index] != '-' : !digit) {
-      return false;
-    }
-  }
-  return true;
-}
-
 bool AreSame(const Value& one, const Value& other) {
   const auto* const list = one.As<List>();
   const auto* const otherList = other.As<List>();

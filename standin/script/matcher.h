@@ -34,9 +34,6 @@ struct Matcher {
 [[nodiscard]] bool AreSame(const Value& one, const Value& other);
 [[nodiscard]] bool IsLess(const Value& one, const Value& other);
 
-/// Whether `text` has the form of a UUID, with letters of either case.
-[[nodiscard]] bool IsUuid(std::string_view text);
-
 [[nodiscard]] bool Matches(const Matcher& matcher, const Value& value, const Captures& captures);
 
 /// What is expected, for a person.

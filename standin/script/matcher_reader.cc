@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "core/hex.h"
+
 namespace standin {
 namespace {
 
