@@ -19,7 +19,7 @@ namespace standin {
 namespace {
 
 /// A listen queue that is full cannot be waited for, only tried again.
-constexpr std::chrono::milliseconds RETRY{10};
+constexpr std::chrono::milliseconds CONNECT_RETRY{10};
 constexpr std::size_t PIECE = 65536;
 
 /// Both directions of a conversation.
@@ -162,7 +162,7 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
       logged = true;
       log_.Write(client.Number(), "daemon-busy", {{"why", daemonPath_ + ": accepts nobody"}});
     }
-    co_await client.WaitFor(place == waiting_.begin() ? RETRY : std::chrono::hours(24));
+    co_await client.WaitFor(place == waiting_.begin() ? CONNECT_RETRY : std::chrono::hours(24));
   }
   const auto next = waiting_.erase(place);
   if (next != waiting_.end()) {

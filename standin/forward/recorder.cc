@@ -16,7 +16,7 @@ namespace standin {
 namespace {
 
 /// Twice as much in hexadecimal digits is what a script may have.
-constexpr std::size_t MOST_BYTES = 24U << 20U;
+constexpr std::size_t MOST_RECORDED = 24U << 20U;
 
 /// Whether JSON text gives the value back: bytes that are no UTF-8 it does not.
 bool IsSayable(const Value& value) { return ParseJson(ToJson(value)) == value; }
@@ -25,7 +25,7 @@ Member Bytes(std::string_view bytes) {
   return IsSayable(bytes) ? Member{"text", bytes} : Member{"hex", ToHex(bytes)};
 }
 
-Object Reply(std::string_view bytes, bool framed, bool hungUp) {
+Object RecordedReply(std::string_view bytes, bool framed, bool hungUp) {
   if (bytes.empty()) {
     return hungUp ? Object{{"close", "after-request"}} : Object{{"silent", true}};
   }
@@ -75,7 +75,7 @@ void Recorder::AddReply(std::uint64_t connection, std::string_view bytes) {
     return;
   }
   size_ += bytes.size();
-  if (size_ <= MOST_BYTES) {
+  if (size_ <= MOST_RECORDED) {
     found->second.reply += bytes;
   } else {
     exchanges_.erase(found);
@@ -86,7 +86,7 @@ void Recorder::AddReply(std::uint64_t connection, std::string_view bytes) {
 void Recorder::End(std::uint64_t connection, bool framed, bool hungUp) {
   const auto found = exchanges_.find(connection);
   if (found != exchanges_.end()) {
-    found->second.entry.push_back({"reply", Reply(found->second.reply, framed, hungUp)});
+    found->second.entry.push_back({"reply", RecordedReply(found->second.reply, framed, hungUp)});
     found->second.reply = {};
   }
 }

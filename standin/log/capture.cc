@@ -16,7 +16,7 @@ constexpr std::uint32_t MAGIC = 0xa1b2c3d4;  // microseconds
 constexpr std::uint32_t LINK_TYPE = 147;
 constexpr std::uint32_t ORDER = std::endian::native == std::endian::big ? 1U << 16U : 0;
 constexpr std::size_t PSEUDO_HEADER = 8;
-constexpr std::size_t MOST_BYTES = 65536;
+constexpr std::size_t MOST_OF_A_PACKET = 65536;
 
 void AddWord(std::string& bytes, std::uint32_t word) {
   bytes.append(reinterpret_cast<const char*>(&word), sizeof word);
@@ -35,7 +35,7 @@ Capture::Capture(Output& output, std::function<void()> keeps)
   header.append(reinterpret_cast<const char*>(&minor), sizeof minor);
   AddWord(header, 0);
   AddWord(header, 0);
-  AddWord(header, PSEUDO_HEADER + MOST_BYTES);
+  AddWord(header, PSEUDO_HEADER + MOST_OF_A_PACKET);
   AddWord(header, LINK_TYPE);
   Put(std::move(header));
 }
@@ -43,8 +43,8 @@ Capture::Capture(Output& output, std::function<void()> keeps)
 void Capture::Write(std::uint64_t connection, Direction direction, std::string_view bytes) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), MOST_BYTES))) {
-    const std::string_view piece = bytes.substr(0, MOST_BYTES);
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), MOST_OF_A_PACKET))) {
+    const std::string_view piece = bytes.substr(0, MOST_OF_A_PACKET);
     const auto size = static_cast<std::uint32_t>(PSEUDO_HEADER + piece.size());
     std::string packet;
     AddWord(packet, static_cast<std::uint32_t>(now.tv_sec));

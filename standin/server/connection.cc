@@ -13,7 +13,7 @@ namespace standin {
 namespace {
 
 /// After so many calls that did not block, the other connections have their turn.
-constexpr unsigned MOST_IN_A_ROW = 4;
+constexpr unsigned MOST_CALLS_IN_A_ROW = 4;
 
 /// Whoever sends in more pieces than this is slow.
 constexpr unsigned MANY_RECEIVES = 16;
@@ -107,7 +107,7 @@ Task<> Connection::Await(AsyncDescriptor::wait_type type) {
 }
 
 Task<IoResult> Connection::Receive(std::size_t most, std::string_view& bytes) {
-  if (++inARow_ > MOST_IN_A_ROW || IsSlow()) {
+  if (++inARow_ > MOST_CALLS_IN_A_ROW || IsSlow()) {
     inARow_ = 0;
     co_await Turn();
   }
@@ -157,7 +157,7 @@ std::string Connection::TakeArrived() {
 
 Task<IoResult> Connection::Send(std::string_view bytes) {
   while (!bytes.empty()) {
-    if (++inARow_ > MOST_IN_A_ROW) {
+    if (++inARow_ > MOST_CALLS_IN_A_ROW) {
       inARow_ = 0;
       co_await Turn();
     }

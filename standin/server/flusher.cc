@@ -7,7 +7,7 @@
 namespace standin {
 namespace {
 
-constexpr std::chrono::milliseconds RETRY{5};
+constexpr std::chrono::milliseconds FLUSH_RETRY{5};
 /// The reader may rest for so long.
 constexpr std::chrono::milliseconds READER_REST{2000};
 
@@ -26,7 +26,7 @@ std::function<void()> Flusher::Keeps(Output& output) {
 Task<> Flusher::Flush(Output& output) {
   Event never(loop_.context);
   while (output.HasKept() && output.Error() == 0) {
-    co_await never.WaitFor(RETRY);
+    co_await never.WaitFor(FLUSH_RETRY);
     output.Flush();
   }
   flushing_.erase(&output);
@@ -37,7 +37,7 @@ Task<> Flusher::Drain(Output& output, const Clock::time_point& end) {
   std::uint64_t written = output.Written();
   Clock::time_point rest = Clock::now() + READER_REST;
   while (output.HasKept() && output.Error() == 0 && Clock::now() < rest && Clock::now() < end) {
-    co_await changed_.WaitFor(RETRY);
+    co_await changed_.WaitFor(FLUSH_RETRY);
     output.Flush();
     if (output.Written() != written) {
       written = output.Written();

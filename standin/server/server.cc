@@ -14,9 +14,9 @@ namespace standin {
 namespace {
 
 /// How long an error of accept4(2) is waited out if no connection ends before.
-constexpr std::chrono::milliseconds RETRY{100};
+constexpr std::chrono::milliseconds ACCEPT_RETRY{100};
 /// So many are accepted before the connections have their turn.
-constexpr int MOST_IN_A_ROW = 64;
+constexpr int MOST_ACCEPTED_IN_A_ROW = 64;
 
 }  // namespace
 
@@ -37,7 +37,7 @@ Server::Server(Loop& loop, const UnixListener& listener, Handler handler, Log& l
 Task<> Server::Run() {
   while (AcceptWaiting() && !CountReached()) {
     if (full_ || running_ >= limits_.maxConnections) {
-      co_await roomMade_.WaitFor(full_ ? RETRY : std::chrono::hours(24));
+      co_await roomMade_.WaitFor(full_ ? ACCEPT_RETRY : std::chrono::hours(24));
     } else {
       std::error_code ignored;
       co_await watched_.async_wait(AsyncDescriptor::wait_read,
@@ -50,7 +50,7 @@ Task<> Server::Run() {
 
 bool Server::AcceptWaiting() {
   full_ = false;
-  for (int inARow = 0; inARow < MOST_IN_A_ROW; ++inARow) {
+  for (int inARow = 0; inARow < MOST_ACCEPTED_IN_A_ROW; ++inARow) {
     if (CountReached() || running_ >= limits_.maxConnections) {
       break;
     }
