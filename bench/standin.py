@@ -7,9 +7,11 @@ import contextlib
 import os
 import pathlib
 import re
+import socket as sockets
 import statistics
 import subprocess
 import tempfile
+import time
 
 import measure
 
@@ -20,13 +22,19 @@ ROUNDS = 5
 SECONDS = 2
 
 
+def listens(path):
+    with sockets.socket(sockets.AF_UNIX) as client:
+        return client.connect_ex(path) == 0
+
+
 @contextlib.contextmanager
 def server(words, socket):
     process = subprocess.Popen([str(word) for word in words], stdout=subprocess.DEVNULL)
     try:
-        while not os.path.exists(socket):
+        while not listens(socket):
             if process.poll() is not None:
                 raise SystemExit(f"{words[0]} has ended")
+            time.sleep(0.01)
         yield process
     finally:
         process.terminate()
