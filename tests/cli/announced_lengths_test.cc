@@ -16,8 +16,6 @@ using standin::AwaitHangUp;
 using standin::ReadRequest;
 using standin::SendBytes;
 
-/// Far from the lengths, and more than the tests themselves hold.
-constexpr long FEW_KIB = 256 * 1024;
 const char* const HUGE_LENGTHS[] = {"7ffff000", "7fffffff", "80000000", "ffffffff"};
 
 class AnnouncedLength : public testing::TestWithParam<const char*> {

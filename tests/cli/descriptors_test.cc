@@ -18,7 +18,6 @@ using standin::AwaitHangUp;
 using standin::HalfClose;
 using standin::ReadRequest;
 using standin::SendBytes;
-using standin::Step;
 using Words = std::vector<std::string>;
 
 enum class GoesTo { CALLER, DAEMON, NOBODY };
@@ -38,34 +37,12 @@ const Closed ALL_CLOSED[] = {
 
 class ClosedDescriptors : public testing::TestWithParam<Closed> {
  protected:
-  static ClientResult Run(const Words& words, const std::vector<Step>& reply) {
-    std::vector<Step> steps = {ReadRequest{}};
-    steps.insert(steps.end(), reply.begin(), reply.end());
-    steps.emplace_back(AwaitHangUp{});
-    return RunClientAgainst({.words = words, .steps = steps, .prepare = CloseThem()});
-  }
-
   static std::function<void()> CloseThem() {
     return [numbers = GetParam().numbers] {
       for (const int number : numbers) {
         close(number);
       }
     };
-  }
-
-  static void Expect(const ClientResult& run, const std::string& request, const std::string& output,
-                     const std::string& messages, int exitValue) {
-    const auto part = [](const std::string& text, GoesTo is, GoesTo wanted) {
-      return is == wanted ? text : "";
-    };
-    const Closed& closed = GetParam();
-    EXPECT_EQ(run.out, part(output, closed.output, CALLER));
-    EXPECT_EQ(run.err, part(messages, closed.messages, CALLER));
-    EXPECT_TRUE(SameBytes(FromHex(request) + part(output, closed.output, DAEMON) +
-                              part(messages, closed.messages, DAEMON),
-                          run.request));
-    EXPECT_EQ(run.exitValue, exitValue);
-    EXPECT_EQ(run.signal, 0);
   }
 };
 INSTANTIATE_TEST_SUITE_P(Closed, ClosedDescriptors, testing::ValuesIn(ALL_CLOSED),
@@ -77,26 +54,48 @@ INSTANTIATE_TEST_SUITE_P(Closed, ClosedDescriptors, testing::ValuesIn(ALL_CLOSED
                            return name;
                          });
 
-TEST_P(ClosedDescriptors, APrintedReplyGoesToNumberOneOrFailsWithItsErrno) {
-  const ClientResult run = Run({PRINTING}, {SendBytes{Frame("00000000", "text")}});
+TEST_P(ClosedDescriptors, MakeTheSocketNumberOneOrTwoOrLoseWhatIsWrittenThere) {
   constexpr int BAD_DESCRIPTOR = 9;
-  Expect(run, "00000006 00000000", "text\n", "", GetParam().output == NOBODY ? BAD_DESCRIPTOR : 0);
-}
-
-TEST_P(ClosedDescriptors, AStreamGoesToNumberOneOrGetsLostUnnoticed) {
-  const ClientResult run = Run({"stats"}, {SendBytes{"text"}, HalfClose{}});
-  Expect(run, "00000001 00000000", "text", "", 0);
-}
-
-TEST_P(ClosedDescriptors, AnErrorIsReportedToNumberTwo) {
-  const ClientResult run = Run({PRINTING}, {SendBytes{Frame("00000005", "why")}});
-  Expect(run, "00000006 00000000", "", "Error received: Unknown status 0x00000005: why\n", 5);
-}
-
-TEST_P(ClosedDescriptors, AnOutputFileHasTheTextWhateverItsNumber) {
+  const Closed& closed = GetParam();
   const TempFolder folder;
-  const ClientResult run = Run({"stats", "-o", folder / "f"}, {SendBytes{"text"}, HalfClose{}});
-  Expect(run, "00000001 00000000", "", "", 0);
+  const struct {
+    Words words;
+    std::string request;
+    std::string reply;
+    std::string output;
+    std::string messages;
+    int exitValue;
+  } rows[] = {
+      {{PRINTING},
+       "00000006 00000000",
+       Frame("00000000", "text"),
+       "text\n",
+       "",
+       closed.output == NOBODY ? BAD_DESCRIPTOR : 0},
+      {{"stats"}, "00000001 00000000", "text", "text", "", 0},
+      {{PRINTING},
+       "00000006 00000000",
+       Frame("00000005", "why"),
+       "",
+       "Error received: Unknown status 0x00000005: why\n",
+       5},
+      {{"stats", "-o", folder / "f"}, "00000001 00000000", "text", "", "", 0},
+  };
+  const auto part = [](const std::string& text, GoesTo is, GoesTo wanted) {
+    return is == wanted ? text : "";
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.words) + row.reply);
+    const ClientResult run = RunClientAgainst(
+        {.words = row.words,
+         .steps = {ReadRequest{}, SendBytes{row.reply}, HalfClose{}, AwaitHangUp{}},
+         .prepare = CloseThem()});
+    EXPECT_TRUE(Ended(run, part(row.output, closed.output, CALLER),
+                      part(row.messages, closed.messages, CALLER), row.exitValue));
+    EXPECT_TRUE(SameBytes(FromHex(row.request) + part(row.output, closed.output, DAEMON) +
+                              part(row.messages, closed.messages, DAEMON),
+                          run.request));
+  }
   EXPECT_EQ(ReadFile(folder / "f"), "text");
 }
 

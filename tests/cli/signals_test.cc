@@ -1,11 +1,15 @@
-// Signals and times: SIGPIPE is ignored, and nothing else of what the caller has set
-// is changed. A signal that ends programs ends the client at once.
+// Signals: SIGPIPE is ignored, and nothing else of what the caller has set is changed. One that
+// ends programs ends the client at once. A client that is stopped while it waits and then
+// continued has its system call fail with EINTR, because a receive time-out is set: signal(7).
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <fstream>
 #include <future>
+#include <thread>
 
 #include "tests/cli/replies.h"
 
@@ -15,19 +19,22 @@ namespace {
 using standin::AwaitHangUp;
 using standin::Call;
 using standin::ReadRequest;
+using standin::SendBytes;
+using Words = std::vector<std::string>;
 
-/// Runs a command whose reply never comes; `whileWaiting` is called with the client's
-/// number when the daemon has its request.
-ClientResult RunUnanswered(const std::function<void(pid_t)>& whileWaiting,
+/// Runs `words` against a daemon that reads the request, sends `bytes` and then nothing;
+/// `whileWaiting` is called with the client's number when that has been sent.
+ClientResult RunUnanswered(const Words& words, const std::string& bytes,
+                           const std::function<void(pid_t)>& whileWaiting,
                            const std::function<void()>& prepare = {}) {
-  std::promise<void> asked;
+  std::promise<void> sent;
   return RunClientAgainst(
-      {.words = {PRINTING, "-t", "1"},
-       .steps = {ReadRequest{}, Call{[&](int /*connection*/) { asked.set_value(); }},
-                 AwaitHangUp{}},
+      {.words = words,
+       .steps = {ReadRequest{}, SendBytes{bytes},
+                 Call{[&](int /*connection*/) { sent.set_value(); }}, AwaitHangUp{}},
        .prepare = prepare,
        .whileRunning = [&](pid_t client) {
-         asked.get_future().wait();
+         sent.get_future().wait();
          whileWaiting(client);
        }});
 }
@@ -50,31 +57,26 @@ TEST(Signals, AreLeftAsTheCallerSetThemButForTheBrokenPipe) {
   if (!ClientRunsBare()) {
     GTEST_SKIP() << "what the client runs under handles signals of its own";
   }
-  std::uint64_t blocked = 0;
-  std::uint64_t ignored = 0;
-  std::uint64_t caught = 0;
-  const auto look = [&](pid_t client) {
-    blocked = SignalsOf(client, "SigBlk");
-    ignored = SignalsOf(client, "SigIgn");
-    caught = SignalsOf(client, "SigCgt");
-    kill(client, SIGKILL);
+  const auto expect = [](std::uint64_t blocked, std::uint64_t ignored,
+                         const std::function<void()>& prepare) {
+    const auto look = [&](pid_t client) {
+      EXPECT_EQ(SignalsOf(client, "SigBlk"), blocked);
+      EXPECT_EQ(SignalsOf(client, "SigIgn"), ignored);
+      EXPECT_EQ(SignalsOf(client, "SigCgt"), 0U);
+      kill(client, SIGKILL);
+    };
+    EXPECT_EQ(RunUnanswered({PRINTING}, "", look, prepare).signal, SIGKILL);
   };
   // The tests may themselves run under nohup(1).
-  (void)RunUnanswered(look, [] { signal(SIGHUP, SIG_DFL); });
-  EXPECT_EQ(blocked, 0U);
-  EXPECT_EQ(ignored, Bit(SIGPIPE));
-  EXPECT_EQ(caught, 0U);
+  expect(0, Bit(SIGPIPE), [] { signal(SIGHUP, SIG_DFL); });
   // As nohup(1) leaves them, and a caller that blocks one.
-  (void)RunUnanswered(look, [] {
+  expect(Bit(SIGUSR1), Bit(SIGPIPE) | Bit(SIGHUP), [] {
     signal(SIGHUP, SIG_IGN);
     sigset_t one;
     sigemptyset(&one);
     sigaddset(&one, SIGUSR1);
     sigprocmask(SIG_BLOCK, &one, nullptr);
   });
-  EXPECT_EQ(blocked, Bit(SIGUSR1));
-  EXPECT_EQ(ignored, Bit(SIGPIPE) | Bit(SIGHUP));
-  EXPECT_EQ(caught, 0U);
 }
 
 class EndingSignal : public testing::TestWithParam<int> {};
@@ -82,11 +84,88 @@ INSTANTIATE_TEST_SUITE_P(Of, EndingSignal, testing::Values(SIGINT, SIGTERM, SIGH
                          [](const auto& test) { return sigabbrev_np(test.param); });
 
 TEST_P(EndingSignal, EndsAWaitingClientAtOnce) {
-  const ClientResult run =
-      RunUnanswered([](pid_t client) { kill(client, GetParam()); }, [] { DumpNoCore(); });
+  const ClientResult run = RunUnanswered(
+      {PRINTING, "-t", "1"}, "", [](pid_t client) { kill(client, GetParam()); }, DumpNoCore);
   EXPECT_EQ(run.signal, GetParam());
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.out + run.err, "");
+}
+
+/// One letter; R while the process runs, S while it waits. See proc(5).
+char StateOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string stat{std::istreambuf_iterator<char>(file), {}};
+  const std::size_t name = stat.rfind(") ");
+  return name != std::string::npos ? stat.at(name + 2) : '?';
+}
+
+/// Stops the process and continues it. False once it has ended; its end is still to
+/// be waited for.
+bool StopAndContinue(pid_t process) {
+  kill(process, SIGSTOP);
+  siginfo_t change{};
+  const auto id = static_cast<id_t>(process);
+  waitid(P_PID, id, &change, WSTOPPED | WEXITED | WNOWAIT);
+  if (change.si_code != CLD_STOPPED) {
+    return false;
+  }
+  waitid(P_PID, id, &change, WSTOPPED);
+  kill(process, SIGCONT);
+  return true;
+}
+
+/// Stops and continues the client whenever it waits, until it ends: one that has not begun to
+/// wait for what is missing waits again.
+ClientResult RunStopped(const Words& words, const std::string& bytes) {
+  return RunUnanswered(words, bytes, [](pid_t client) {
+    bool running = true;
+    while (running) {
+      const char state = StateOf(client);
+      running = state != 'Z' && (state != 'S' || StopAndContinue(client));
+      std::this_thread::yield();
+    }
+  });
+}
+
+TEST(StoppedClient, TakesWhatHasComeForAllThatComes) {
+  const std::string error5 = "Error received: Unknown status 0x00000005: ";
+  const std::string interrupted = "Error received: Interrupted system call: (null)\n";
+  const struct {
+    Words words;
+    std::string bytes;
+    std::string out;
+    std::string err;
+    int exitValue;
+  } rows[] = {
+      {{PRINTING}, "", "", interrupted, 4},
+      {{SILENT_ONE}, "", "", interrupted, 4},
+      {{PRINTING}, FromHex("00000005 0000"), "", error5 + "(null)\n", 5},
+      {{PRINTING}, Zeros(7), "\n", "", 0},
+      {{PRINTING}, Header("00000000", 3), Zeros(3) + "\n", "", 0},
+      {{PRINTING}, Header("00000005", 3), "", error5 + "\n", 5},
+      {{PRINTING}, Header("00000005", 3) + "wh", "\n", SHORT_PAYLOAD_WARNING, 0},
+      {{"stats"}, "first piece\n", "first piece\n", "", 4},
+      {{"get-obj-crawler-state", "-a"}, "first piece\n", "first piece\n", "", 4},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.words[0] + " " + testing::PrintToString(row.bytes));
+    EXPECT_TRUE(Ended(RunStopped(row.words, row.bytes), row.out, row.err, row.exitValue));
+  }
+}
+
+TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory) {
+  if (ClientIsSanitized()) {
+    GTEST_SKIP() << "sanitizers take memory of their own";
+  }
+  malloc_trim(0);  // the peak memory of a process begins with what its parent holds
+  for (const std::size_t length : {0x7ffff000U, 0x80000000U, 0xffffffffU}) {
+    for (const auto& [status, err, exitValue] :
+         {std::tuple{"00000000", "", 0},
+          {"00000005", "Error received: Unknown status 0x00000005: \n", 5}}) {
+      const ClientResult run = RunStopped({SILENT_ONE}, Header(status, length));
+      EXPECT_TRUE(Ended(run, "", err, exitValue));
+      EXPECT_LT(run.maxRssKib, FEW_KIB);
+    }
+  }
 }
 
 }  // namespace

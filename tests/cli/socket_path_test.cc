@@ -15,16 +15,11 @@ using standin::ReadRequest;
 using standin::SendBytes;
 
 TEST(SocketPath, WithoutADaemonIsReportedWithTheReasonAndWithoutTheHelp) {
-  const ProcessResult run = RunClientAlone({"-s", "/nonexistent/socket", "stats"});
-  EXPECT_EQ(run.err, "connect error: No such file or directory\n");
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.exitValue, 1);
-}
-
-TEST(SocketPath, ThatIsEmptyIsRefused) {
-  const ProcessResult run = RunClientAlone({"-s", "", "stats"});
-  EXPECT_EQ(run.err, "connect error: Connection refused\n");
-  EXPECT_EQ(run.exitValue, 1);
+  for (const auto& [path, reason] : {std::pair{"/nonexistent/socket", "No such file or directory"},
+                                     {"", "Connection refused"}}) {
+    EXPECT_TRUE(Ended(RunClientAlone({"-s", path, "stats"}), "",
+                      std::string("connect error: ") + reason + "\n", 1));
+  }
 }
 
 /// Runs `stats` with these options in `folder`, where a daemon listens on `name`.
