@@ -55,6 +55,7 @@ nm build/trel-tool | grep -q ' T Warning$' && fail "our own Warning is still in"
 
 [[ $(build/trel-tool nosuch 2>&1 >usage) == "substitute> Unrecognized command: nosuch" ]] ||
   fail "its Warning is not the one used"
+[[ $(build/trel-tool -z 2>&1 >usage) != *substitute* ]] || fail "what the C library reports is reported again"
 
 # A daemon that hangs up at once: the send or the receive fails, both with a status text.
 mkfifo ready

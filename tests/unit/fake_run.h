@@ -14,7 +14,9 @@
 
 #include "core/frame.h"
 #include "tests/fake/system.h"
+#include "tests/support/bytes.h"
 #include "tests/support/command_samples.h"
+#include "tests/support/temp_folder.h"
 
 namespace tests {
 
@@ -75,14 +77,12 @@ class GuardedWords {
   return list;
 }
 
-/// Runs `trel-tool -s /s <words>` against a daemon that sends `reply`; other words may come
-/// first. The test fails if the client never makes the call that the fault is for.
-[[nodiscard]] inline FakeRun RunInFakeSystem(std::vector<std::string> words,
-                                             const std::string& reply,
-                                             const fake::Fault& fault = {},
-                                             const std::vector<std::string>& first = {"-s", "/s"}) {
+/// Runs `trel-tool -s /s <words>` against a daemon that sends `reply`; another name and other
+/// words may come first. The test fails if the client never makes the call that the fault is for.
+[[nodiscard]] inline FakeRun RunInFakeSystem(
+    std::vector<std::string> words, const std::string& reply, const fake::Fault& fault = {},
+    const std::vector<std::string>& first = {"trel-tool", "-s", "/s"}) {
   words.insert(words.begin(), first.begin(), first.end());
-  words.insert(words.begin(), "trel-tool");
   const GuardedWords guarded(words);
   unsetenv("POSIXLY_CORRECT");  // of the tests' caller
   fake::ResetSystem();
@@ -99,6 +99,27 @@ class GuardedWords {
   run.err = system.err;
   run.file = system.file;
   return run;
+}
+
+/// Requires of a run that its request has this code and payload, and that it succeeds.
+inline void ExpectRequest(const FakeRun& run, unsigned code, const std::string& payload) {
+  EXPECT_TRUE(SameBytes(standin::EncodeFrame(code, payload), run.sent));
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.status, 0U);
+}
+
+/// Requires of a run that it has reported `message`, printed the help and done nothing else.
+inline void ExpectRefusal(const FakeRun& run, const std::string& message) {
+  static const std::string USAGE = [] {
+    const std::string mark = "@NAME@";
+    std::string usage = ReadFile(TREL_USAGE_TEXT);
+    return usage.replace(usage.find(mark), mark.size(), "trel-tool");
+  }();
+  EXPECT_EQ(run.err, message);
+  EXPECT_EQ(run.out, USAGE);
+  EXPECT_EQ(run.status, 0x0bad0001U);
+  EXPECT_EQ(run.ending, fake::Ending::RETURNED);
+  EXPECT_EQ(run.sent, "");
 }
 
 }  // namespace tests

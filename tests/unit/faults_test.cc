@@ -22,6 +22,8 @@ struct Errno {
   const char* libraryText;  ///< the C library's text for the number itself
 };
 
+/// Kept on purpose: a failure that leaves errno at 0 ends with success.
+const Errno NO_ERRNO = {0, 0, nullptr, "Success"};
 const Errno ERRNOS[] = {
     {4, 0x2bad0004, "Interrupted system call", "Interrupted system call"},
     {5, 0x2bad0005, "Input/output error", "Input/output error"},
@@ -33,6 +35,12 @@ const Errno ERRNOS[] = {
     {256, 0x2bad0100, "Unknown status 0x2bad0100", "Unknown error 256"},
     {-5, 0x2bad0005, "Input/output error", "Unknown error -5"},
 };
+
+std::vector<Errno> ErrnosAndNone() {
+  std::vector<Errno> all(std::begin(ERRNOS), std::end(ERRNOS));
+  all.push_back(NO_ERRNO);
+  return all;
+}
 
 Fault Fails(const char* call, int occurrence, int number) {
   return {.call = call, .occurrence = occurrence, .number = number};
@@ -55,27 +63,38 @@ struct Expected {
   Ending ending = Ending::RETURNED;
 };
 
+/// The names of the calls that follow the first `count` of those that `is` finds.
+template <typename Predicate>
+std::string NamesAfter(const std::vector<std::string>& calls, int count, Predicate is) {
+  std::string names;
+  for (const std::string& call : calls) {
+    if (count == 0) {
+      names += (names.empty() ? "" : " ") + call.substr(0, call.find('('));
+    }
+    count -= count != 0 && is(call) ? 1 : 0;
+  }
+  return names;
+}
+
+/// The calls of a good run after this one, as call_order_test.cc pins them.
+std::string GoodRunAfter(const CommandSample& sample, const std::string& name, int occurrence) {
+  return NamesAfter(RunInFakeSystem(sample.words, OkReply(sample)).calls, occurrence,
+                    [&](const std::string& call) { return call.starts_with(name + "("); });
+}
+
+/// Runs the sample against a daemon that sends `reply`, or "ok" if that is empty.
 void Expect(const CommandSample& sample, const Fault& fault, const Expected& expected,
-            const std::string& reply) {
+            const std::string& reply = "") {
   SCOPED_TRACE(sample.name + ", " + std::string(fault.call) + " " +
                std::to_string(fault.occurrence) + ", " + std::to_string(fault.number));
-  const FakeRun run = RunInFakeSystem(sample.words, reply, fault);
-  std::string after;
-  bool met = false;
-  for (const std::string& call : run.calls) {
-    after += met ? (after.empty() ? "" : " ") + call.substr(0, call.find('(')) : "";
-    met = met || call.ends_with(" injected");
-  }
+  const FakeRun run = RunInFakeSystem(sample.words, reply.empty() ? OkReply(sample) : reply, fault);
   EXPECT_TRUE(SameBytes(expected.out, run.out));
   EXPECT_EQ(run.err, expected.err);
   EXPECT_EQ(run.ending, expected.ending);
   EXPECT_EQ(run.status, expected.status);
   EXPECT_TRUE(SameBytes(expected.sent, run.sent));
-  EXPECT_EQ(after, expected.after);
-}
-
-void Expect(const CommandSample& sample, const Fault& fault, const Expected& expected) {
-  Expect(sample, fault, expected, OkReply(sample));
+  EXPECT_EQ(NamesAfter(run.calls, 1, [](const auto& call) { return call.ends_with(" injected"); }),
+            expected.after);
 }
 
 std::vector<CommandSample> Framed() {
@@ -86,56 +105,44 @@ std::vector<CommandSample> OfMode(ReplyMode mode) {
   return Only(SampleOfEachPayload(), [&](const auto& sample) { return sample.mode == mode; });
 }
 
-/// The calls from the reply to the end of a good run.
-std::string CallsFromReply(ReplyMode mode) {
-  switch (mode) {
-    case ReplyMode::STREAM:
-      return "read read free free";
-    case ReplyMode::PRINT:
-      return "recv malloc recv write free free";
-    case ReplyMode::SILENT:
-      return "recv malloc recv free free";
-    case ReplyMode::NONE:
-      break;
-  }
-  return "free free";
+std::string AfterLastSend(const CommandSample& sample) {
+  return GoodRunAfter(sample, "send", sample.payload.empty() ? 1 : 2);
 }
 
-/// The calls from the last send to the end of a good run, the send left out.
-std::string CallsFromSent(const CommandSample& sample) {
-  return (sample.HasHeapRecord() ? "free " : "") + CallsFromReply(sample.mode);
+/// A reply of which nothing is left to receive: an empty success.
+Expected EmptySuccess(const CommandSample& sample) {
+  return {.out = sample.mode == ReplyMode::PRINT ? "\n" : "",
+          .sent = sample.Request(),
+          .after = GoodRunAfter(sample, "recv", 2)};
 }
 
-/// The calls after the reply when nothing of it is left to receive.
-std::string CallsFromPrinting(const CommandSample& sample) {
-  return sample.mode == ReplyMode::PRINT ? "write free free" : "free free";
-}
-
-std::string Printed(const CommandSample& sample, const std::string& text) {
-  return sample.mode == ReplyMode::PRINT ? text : "";
+/// An error reply, of which `after` follows.
+Expected ErrorReply(const CommandSample& sample, std::uint32_t status, const std::string& text,
+                    const std::string& after = "free free") {
+  return {.err = "Error received: " + text + "\n",
+          .status = status,
+          .sent = sample.Request(),
+          .after = after};
 }
 
 // --- before the request ------------------------------------------------------------
 
 TEST(SetupFaults, AFailedSignalIsReportedAndTheRunGoesOn) {
   for (const CommandSample& sample : SampleOfEachPayload()) {
-    std::string after = sample.CopiesText() ? "calloc calloc strdup" : "calloc calloc";
-    after += " socket setsockopt connect ";
-    after += sample.HasHeapRecord()   ? "calloc send send "
-             : sample.payload.empty() ? "send "
-                                      : "send send ";
     Expect(sample, Fails("signal", 1, 22),
            {.out = OkOutput(sample),
             .err = "Cannot register SIGPIPE handler",
             .sent = sample.Request(),
-            .after = after + CallsFromSent(sample)});
+            .after = GoodRunAfter(sample, "signal", 1)});
   }
 }
 
 TEST(SetupFaults, MemoryThatCannotBeHadAborts) {
-  const auto expect = [](const CommandSample& sample, const Fault& fault, const char* text) {
+  const auto expect = [](const CommandSample& sample, const Fault& fault, const char* text,
+                         const std::string& sent = "") {
     Expect(sample, fault,
            {.err = std::string(text) + ": Failed to allocate new memory\n",
+            .sent = sent,
             .ending = Ending::ABORTED});
   };
   for (const CommandSample& sample : SampleOfEachPayload()) {
@@ -149,34 +156,28 @@ TEST(SetupFaults, MemoryThatCannotBeHadAborts) {
     if (sample.CopiesText()) {
       expect(sample, Fails("strdup", 1, 12), "UtilSafeStrdup0");
     }
+    if (sample.IsFramed()) {
+      expect(sample, Fails("malloc", 1, 12), "TREL_SafeMalloc:3116", sample.Request());
+    }
   }
 }
 
 /// Nothing is sent, the lists alone are released, the usage text stays away.
 TEST(SetupFaults, AFailedConnectionEndsWithFailureForAnyErrno) {
-  for (const auto& [call, text] : {std::pair{"socket", "socket error"},
-                                   {"setsockopt", "set timeout error"},
-                                   {"connect", "connect error"}}) {
-    for (const CommandSample& sample : SampleOfEachPayload()) {
-      const auto expect = [&, name = text](const Fault& fault, const char* reason) {
-        Expect(sample, fault,
-               {.err = std::string(name) + ": " + reason + "\n",
-                .status = 0x0bad0001,
-                .after = "free free"});
-      };
-      expect(Fails(call, 1, 0), "Success");
-      for (const Errno& error : ERRNOS) {
-        expect(Fails(call, 1, error.number), error.libraryText);
-      }
+  const auto expect = [](const CommandSample& sample, const Fault& fault, const std::string& text) {
+    Expect(sample, fault, {.err = text + "\n", .status = 0x0bad0001, .after = "free free"});
+  };
+  for (const CommandSample& sample : SampleOfEachPayload()) {
+    for (const Errno& error : ErrnosAndNone()) {
+      const std::string reason = error.libraryText;
+      expect(sample, Fails("socket", 1, error.number), "socket error: " + reason);
+      expect(sample, Fails("setsockopt", 1, error.number), "set timeout error: " + reason);
+      expect(sample, Fails("connect", 1, error.number), "connect error: " + reason);
     }
+    // Any result but 0 is a failure.
+    expect(sample, FallsShort("setsockopt", 1, 1),
+           "set timeout error: Numerical result out of range");
   }
-}
-
-TEST(SetupFaults, AnyResultOfTheTimeoutBut0IsAFailure) {
-  Expect(SampleOfEachPayload().front(), FallsShort("setsockopt", 1, 1),
-         {.err = "set timeout error: Numerical result out of range\n",
-          .status = 0x0bad0001,
-          .after = "free free"});
 }
 
 // --- sends -------------------------------------------------------------------------
@@ -201,7 +202,7 @@ TEST(SendFaults, AFailedSendEndsTheRun) {
 
 TEST(SendFaults, AFailedSendWithoutErrnoIsASuccessWithoutPayload) {
   for (const CommandSample& sample : SampleOfEachPayload()) {
-    Expected expected = {.out = OkOutput(sample), .after = CallsFromSent(sample)};
+    Expected expected = {.out = OkOutput(sample), .after = AfterLastSend(sample)};
     Expect(sample, Fails("send", 1, 0), expected);
     if (!sample.payload.empty()) {
       expected.sent = sample.header;
@@ -212,20 +213,18 @@ TEST(SendFaults, AFailedSendWithoutErrnoIsASuccessWithoutPayload) {
 
 TEST(SendFaults, AShortSendIsNotRepeated) {
   for (const CommandSample& sample : SampleOfEachPayload()) {
+    Expected expected = {.out = OkOutput(sample), .after = GoodRunAfter(sample, "send", 1)};
     for (const std::size_t bytes : {0UL, 1UL, 7UL}) {
-      Expect(sample, FallsShort("send", 1, bytes),
-             {.out = OkOutput(sample),
-              .sent = sample.header.substr(0, bytes) + sample.payload,
-              .after = (sample.payload.empty() ? "" : "send ") + CallsFromSent(sample)});
+      expected.sent = sample.header.substr(0, bytes) + sample.payload;
+      Expect(sample, FallsShort("send", 1, bytes), expected);
     }
     if (sample.payload.empty()) {
       continue;
     }
+    expected.after = AfterLastSend(sample);
     for (const std::size_t bytes : {std::size_t{0}, std::size_t{1}, sample.payload.size() - 1}) {
-      Expect(sample, FallsShort("send", 2, bytes),
-             {.out = OkOutput(sample),
-              .sent = sample.header + sample.payload.substr(0, bytes),
-              .after = CallsFromSent(sample)});
+      expected.sent = sample.header + sample.payload.substr(0, bytes);
+      Expect(sample, FallsShort("send", 2, bytes), expected);
     }
   }
 }
@@ -236,79 +235,47 @@ TEST(ReplyFaults, AFailedHeaderReceiveIsAnErrorWithoutPayload) {
   for (const CommandSample& sample : Framed()) {
     for (const Errno& error : ERRNOS) {
       Expect(sample, Fails("recv", 1, error.number),
-             {.err = std::string("Error received: ") + error.statusText + ": (null)\n",
-              .status = error.status,
-              .sent = sample.Request(),
-              .after = "free free"});
+             ErrorReply(sample, error.status, std::string(error.statusText) + ": (null)"));
     }
-    Expect(sample, Fails("recv", 1, 0),
-           {.out = Printed(sample, "\n"),
-            .sent = sample.Request(),
-            .after = CallsFromPrinting(sample)});
+    Expect(sample, Fails("recv", 1, 0), EmptySuccess(sample));
   }
 }
 
 TEST(ReplyFaults, AShortHeaderReceiveLeavesTheRestZero) {
-  const struct {
-    std::size_t bytes;
-    std::uint32_t status;
-    const char* text;
-  } cuts[] = {{1, 0x01000000, "0x01000000"}, {2, 0x01020000, "0x01020000"},
-              {3, 0x01020300, "0x01020300"}, {4, 0x01020304, "0x01020304"},
-              {5, 0x01020304, "0x01020304"}, {6, 0x01020304, "0x01020304"},
-              {7, 0x01020304, "0x01020304"}};
   const std::string reply = FromHex("01020304 00000002") + "ok";
   for (const CommandSample& sample : Framed()) {
-    for (const auto& cut : cuts) {
-      Expect(sample, FallsShort("recv", 1, cut.bytes),
-             {.err = std::string("Error received: Unknown status ") + cut.text + ": (null)\n",
-              .status = cut.status,
-              .sent = sample.Request(),
-              .after = "free free"},
-             reply);
+    for (const auto& [bytes, status, text] : {std::tuple{1U, 0x01000000U, "0x01000000"},
+                                              {2U, 0x01020000U, "0x01020000"},
+                                              {3U, 0x01020300U, "0x01020300"},
+                                              {4U, 0x01020304U, "0x01020304"},
+                                              {5U, 0x01020304U, "0x01020304"},
+                                              {6U, 0x01020304U, "0x01020304"},
+                                              {7U, 0x01020304U, "0x01020304"}}) {
+      Expect(sample, FallsShort("recv", 1, bytes),
+             ErrorReply(sample, status, std::string("Unknown status ") + text + ": (null)"), reply);
     }
-    Expect(sample, FallsShort("recv", 1, 0),
-           {.out = Printed(sample, "\n"),
-            .sent = sample.Request(),
-            .after = CallsFromPrinting(sample)},
-           reply);
-  }
-}
-
-TEST(ReplyFaults, APayloadThatCannotBeAllocatedAborts) {
-  for (const CommandSample& sample : Framed()) {
-    Expect(sample, Fails("malloc", 1, 12),
-           {.err = "TREL_SafeMalloc:3116: Failed to allocate new memory\n",
-            .sent = sample.Request(),
-            .ending = Ending::ABORTED});
+    Expect(sample, FallsShort("recv", 1, 0), EmptySuccess(sample), reply);
   }
 }
 
 TEST(ReplyFaults, AFailedPayloadReceivePassesAsACompletePayloadOfZeros) {
   for (const CommandSample& sample : Framed()) {
-    const Expected success = {.out = Printed(sample, Zeros(2) + "\n"),
-                              .sent = sample.Request(),
-                              .after = CallsFromPrinting(sample)};
-    Expect(sample, Fails("recv", 2, 0), success);
-    for (const Errno& error : ERRNOS) {
+    Expected success = EmptySuccess(sample);
+    success.out.insert(0, sample.mode == ReplyMode::PRINT ? Zeros(2) : "");
+    for (const Errno& error : ErrnosAndNone()) {
       Expect(sample, Fails("recv", 2, error.number), success);
     }
     Expect(sample, Fails("recv", 2, 11),
-           {.err = "Error received: Unknown status 0x00000005: \n",
-            .status = 5,
-            .sent = sample.Request(),
-            .after = "free free free"},
+           ErrorReply(sample, 5, "Unknown status 0x00000005: ", "free free free"),
            standin::EncodeFrame(5, "why"));
   }
 }
 
 TEST(ReplyFaults, AShortPayloadReceiveWarnsAndIsAnEmptySuccess) {
   for (const CommandSample& sample : Framed()) {
-    const Expected empty = {
-        .out = Printed(sample, "\n"),
-        .err = "Failed to receive the complete UDS message sent. Please try again",
-        .sent = sample.Request(),
-        .after = "free " + CallsFromPrinting(sample)};
+    Expected empty = EmptySuccess(sample);
+    empty.err = "Failed to receive the complete UDS message sent. Please try again";
+    empty.after.insert(0, "free ");
     Expect(sample, FallsShort("recv", 2, 0), empty);
     Expect(sample, FallsShort("recv", 2, 1), empty);
     // An error reply is forgotten too.
@@ -316,17 +283,31 @@ TEST(ReplyFaults, AShortPayloadReceiveWarnsAndIsAnEmptySuccess) {
   }
 }
 
-TEST(WriteFaults, AFailedWriteEndsTheRunWithoutALineEndOrAMessage) {
-  for (const CommandSample& sample : OfMode(ReplyMode::PRINT)) {
-    Expect(sample, Fails("write", 1, 0), {.sent = sample.Request(), .after = "free free"});
-    for (const Errno& error : ERRNOS) {
-      Expect(sample, Fails("write", 1, error.number),
-             {.status = error.status, .sent = sample.Request(), .after = "free free"});
+// --- output ------------------------------------------------------------------------
+
+TEST(OutputFaults, EndTheRunWithoutAMessageAndKeepWhatWasPrinted) {
+  for (const Errno& error : ErrnosAndNone()) {
+    const auto expect = [&](const CommandSample& sample, const char* call, int occurrence,
+                            const char* out) {
+      Expect(sample, Fails(call, occurrence, error.number),
+             {.out = out, .status = error.status, .sent = sample.Request(), .after = "free free"});
+    };
+    for (const CommandSample& sample : OfMode(ReplyMode::PRINT)) {
+      expect(sample, "write", 1, "");
+    }
+    for (CommandSample& sample : OfMode(ReplyMode::STREAM)) {
+      expect(sample, "read", 1, "");
+      expect(sample, "read", 2, "ok");
+      sample.words.insert(sample.words.end(), {"-o", "f"});
+      expect(sample, "fopen", 1, "");
     }
   }
+  const FakeRun run = RunInFakeSystem({"stats", "-o", "f"}, "ok", Fails("read", 2, 104));
+  EXPECT_EQ(run.file, "ok");
+  EXPECT_EQ(run.status, 0x2bad0068U);
 }
 
-TEST(WriteFaults, AShortWriteIsNotRepeated) {
+TEST(OutputFaults, AShortWriteIsNotRepeated) {
   for (const CommandSample& sample : OfMode(ReplyMode::PRINT)) {
     for (const char* out : {"\n", "o\n"}) {
       Expect(sample, FallsShort("write", 1, std::strlen(out) - 1),
@@ -335,46 +316,11 @@ TEST(WriteFaults, AShortWriteIsNotRepeated) {
   }
 }
 
-// --- streams -----------------------------------------------------------------------
-
-TEST(StreamFaults, AFailedReadEndsTheRunWithoutAMessageAndKeepsWhatWasPrinted) {
-  for (const CommandSample& sample : OfMode(ReplyMode::STREAM)) {
-    const auto expect = [&](int number, std::uint32_t status) {
-      Expected expected = {.status = status, .sent = sample.Request(), .after = "free free"};
-      Expect(sample, Fails("read", 1, number), expected);
-      expected.out = "ok";
-      Expect(sample, Fails("read", 2, number), expected);
-    };
-    expect(0, 0);
-    for (const Errno& error : ERRNOS) {
-      expect(error.number, error.status);
-    }
-  }
-}
-
-TEST(StreamFaults, AShortReadIsFollowedByAnotherButNothingIsTheEnd) {
+TEST(OutputFaults, AShortReadIsFollowedByAnotherButNothingIsTheEnd) {
   for (const CommandSample& sample : OfMode(ReplyMode::STREAM)) {
     Expect(sample, FallsShort("read", 1, 1),
            {.out = "ok", .sent = sample.Request(), .after = "read read free free"});
     Expect(sample, FallsShort("read", 1, 0), {.sent = sample.Request(), .after = "free free"});
-  }
-}
-
-TEST(StreamFaults, AFailedReadKeepsWhatTheOutputFileHas) {
-  const FakeRun run = RunInFakeSystem({"stats", "-o", "f"}, "ok", Fails("read", 2, 104));
-  EXPECT_EQ(run.file, "ok");
-  EXPECT_EQ(run.out + run.err, "");
-  EXPECT_EQ(run.status, 0x2bad0068U);
-}
-
-TEST(StreamFaults, AnOutputFileThatCannotBeOpenedEndsTheRunWithoutAMessage) {
-  for (CommandSample& sample : OfMode(ReplyMode::STREAM)) {
-    sample.words.insert(sample.words.end(), {"-o", "f"});
-    Expect(sample, Fails("fopen", 1, 0), {.sent = sample.Request(), .after = "free free"});
-    for (const Errno& error : ERRNOS) {
-      Expect(sample, Fails("fopen", 1, error.number),
-             {.status = error.status, .sent = sample.Request(), .after = "free free"});
-    }
   }
 }
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/bytes.h"
 #include "tests/unit/fake_run.h"
 
 namespace tests {
@@ -64,10 +63,7 @@ struct Row {
 void ExpectRequests(const std::vector<Row>& rows) {
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.words).substr(0, 200));
-    const FakeRun run = RunInFakeSystem(row.words, Zeros(8));
-    EXPECT_TRUE(SameBytes(standin::EncodeFrame(row.code, row.payload), run.sent));
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.status, 0U);
+    ExpectRequest(RunInFakeSystem(row.words, Zeros(8)), row.code, row.payload);
   }
 }
 
@@ -106,7 +102,8 @@ TEST(Request, HasATextAsTyped) {
       {{"fitness-config-set", "-j", "{}", "-j", "[1]"}, 4, "[1]" + NUL},
       {{"log-level", " \t2\n "}, 7, " \t2\n "},
       {{"log-level", "-d", "3", "2", "-aw"}, 7, "2"},
-      {{"update-treldb", "-f", path}, 20, path + NUL},
+      // The mode lies after the path in the client's memory.
+      {{"update-treldb", "-f", path, "-d", "16843009"}, 20, path + NUL},
       {{"force-reconfigure-the-object", "-u", UUID, "-f", path}, 19, UUID_BYTES + path + NUL},
       {{"update-treldb", "-f", "/tmp/x", "-f", ""}, 20, "/tmp/x" + NUL},
       // Kept on purpose: the tail of a longer path stays.
@@ -174,11 +171,25 @@ TEST(Request, OfACallbackHasTheLastWordOfEachGroup) {
   }
   ExpectRequests(rows);
   ExpectRequests({
-      // No word after the command: the search begins at the program's name.
       {{"-o", "add", "block-cdb-cb"}, 31, Callback("2:0:")},
       {FarAlong("node", 1000, 6000), 31, Callback("0:4:")},
       {FarAlong("delete", 0, 6000), 31, Callback("3:0:")},
   });
+}
+
+/// Kept on purpose: without a word after the command it is what a level is taken from, and where
+/// the search for the words of a callback begins.
+TEST(Request, MayBeOfTheProgramsName) {
+  const auto runAs = [](const char* name, const char* command) {
+    return RunInFakeSystem({command}, Zeros(8), {}, {name});
+  };
+  ExpectRequest(runAs("a tool", "log-level"), 7, "a tool");
+  ExpectRequest(runAs("update", "block-cdb-cb"), 31, Callback("1:0:"));
+  // The check looks at the word after it, and the numbers of a rebalance begin there.
+  ExpectRequest(runAs("-1", "log-level"), 7, "-1");
+  ExpectRequest(runAs("7", "start-proactive-rebalance"), 10,
+                InMemory(std::uint64_t{86400}) + InMemory(0.3) + InMemory(std::uint64_t{1800}) +
+                    InMemory(std::uint64_t{14913081}));
 }
 
 }  // namespace
