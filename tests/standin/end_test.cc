@@ -75,6 +75,27 @@ TEST(End, ThePausesOfAStreamAreCutShort) {
   EXPECT_EQ(standin::ReadExactly(client.Get(), 100), "one two");
 }
 
+TEST(End, PausesAreOverBeforeTheTimeForRepliesIs) {
+  // Whoever takes nothing is given that time. The others' bytes too many are logged after the
+  // pause.
+  const Json large = {{"command", "stats"}, {"reply", {{"text", std::string(1000000, 'x')}}}};
+  Json script = Late({{"text", "late"}});
+  script["rules"].push_back(large);
+  RunningStandin standin(script, {});
+  std::vector<Descriptor> clients;
+  for (int client = 0; client < 6; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+    const std::string request = client % 2 == 0 ? EncodeFrame(1, "") : EncodeFrame(13, "") + "more";
+    standin::WriteAll(clients.back().Get(), request);
+    EXPECT_EQ(standin.NextLine().at("event"), "request");
+  }
+  const StandinResult result = standin.Stop();
+  ASSERT_EQ(result.log.size(), 6U);
+  for (std::size_t line = 0; line < 6; ++line) {
+    EXPECT_EQ(result.log[line].at("event"), line < 3 ? "trailing-bytes" : "reply-not-taken");
+  }
+}
+
 TEST(End, APauseHoldsNoPlaceForAClientThatHasGone) {
   RunningStandin standin(Late({{"text", "late"}}), {"--max-connections", "1"});
   {
