@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "core/hex.h"
 
@@ -18,19 +20,23 @@ namespace {
 
 constexpr std::uint64_t MOST_WORD = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t MOST_MILLISECONDS = 86'400'000;
+constexpr std::uintmax_t MOST_FILE_SIZE = 1U << 30U;
 
 std::string FileBytes(const JsonReader& json) {
   const auto path = json.Folder() / json.Text();
-  std::ifstream file(path, std::ios::binary);
-  try {
-    std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    if (file) {
-      return bytes;
-    }
-  } catch (const std::ios_base::failure&) {
-    // A folder can be opened, but not read.
+  // Folders, FIFOs and devices have no size.
+  std::error_code error;
+  if (std::filesystem::file_size(path, error) > MOST_FILE_SIZE && !error) {
+    json.Refuse("the file " + path.string() + " is longer than 1 GiB");
   }
-  json.Refuse("cannot read the file " + path.string());
+  std::ifstream file;
+  if (!error) {
+    file.open(path, std::ios::binary);
+  }
+  if (!file.is_open()) {
+    json.Refuse("cannot read the file " + path.string());
+  }
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string HexBytes(const JsonReader& json) {

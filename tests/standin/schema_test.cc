@@ -1,7 +1,9 @@
 // The installed schema and the script reader accept and refuse the same scripts.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -344,29 +346,28 @@ TEST(Schema, TheCheckListsEntriesThatAreNeverReached) {
 
 TEST(Schema, AScriptOrPayloadFileThatCannotBeReadIsRefused) {
   const TempFolder folder;
-  const ProcessResult none = RunStandin({"--check", "--script", folder / "none"});
-  EXPECT_EQ(none.exitValue, 2);
-  EXPECT_EQ(none.err, "trel-standin: " + (folder / "none") + ": cannot be opened\n");
-
-  std::ofstream(folder / "script") << R"({"rules": [{"reply": {"file": "none"}}]})";
-  const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
-  EXPECT_EQ(payload.exitValue, 2);
-  EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
-                             "/rules/0/reply/file: cannot read the file " + (folder / "none") +
-                             "\n");
-}
-
-TEST(Schema, AFolderInTheScriptsOrAPayloadsPlaceIsRefused) {
-  const TempFolder folder;
-  const ProcessResult script = RunStandin({"--check", "--script", folder / "."});
-  EXPECT_EQ(script.exitValue, 2);
-  EXPECT_EQ(script.err, "trel-standin: " + (folder / ".") + ": cannot be read\n");
-
-  std::ofstream(folder / "script") << R"({"rules": [{"reply": {"file": "."}}]})";
-  const ProcessResult payload = RunStandin({"--check", "--script", folder / "script"});
-  EXPECT_EQ(payload.exitValue, 2);
-  EXPECT_EQ(payload.err, "trel-standin: " + (folder / "script") +
-                             "/rules/0/reply/file: cannot read the file " + (folder / ".") + "\n");
+  for (const auto& [name, why] : {std::pair("none", "opened"), std::pair(".", "read")}) {
+    const ProcessResult run = RunStandin({"--check", "--script", folder / name});
+    EXPECT_EQ(run.exitValue, 2);
+    EXPECT_EQ(run.err, "trel-standin: " + (folder / name) + ": cannot be " + why + "\n");
+  }
+  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+  std::ofstream(folder / "large").close();
+  std::filesystem::resize_file(folder / "large", (1U << 30U) + 1);
+  const std::pair<std::string, std::string> cases[] = {
+      {"none", "cannot read the file " + (folder / "none")},
+      {".", "cannot read the file " + (folder / ".")},
+      {"fifo", "cannot read the file " + (folder / "fifo")},
+      {"/dev/zero", "cannot read the file /dev/zero"},
+      {"large", "the file " + (folder / "large") + " is longer than 1 GiB"},
+  };
+  for (const auto& [name, why] : cases) {
+    WriteFile(folder / "script", R"({"rules": [{"reply": {"file": ")" + name + "\"}}]}");
+    const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.exitValue, 2);
+    EXPECT_EQ(run.err,
+              "trel-standin: " + (folder / "script") + "/rules/0/reply/file: " + why + "\n");
+  }
 }
 
 }  // namespace
