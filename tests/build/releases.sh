@@ -1,20 +1,16 @@
 #!/usr/bin/env bash
 # Tries the project on fresh Debian systems, with nothing but git and sudo in them: README's
-# two commands and the quick checks, first as a user with sudo, then as root in a system of
-# his own. Needs root, debootstrap and a Debian mirror.
+# two commands and the quick checks as a user with sudo, and the two commands as root in a
+# system of his own. Needs root, debootstrap and a Debian mirror.
 #
 #   tests/build/releases.sh [<release>...]              (without a word: bookworm trixie)
 #
-# What is tried is the last commit. Prints a line for each system.
+# What is tried is the last commit. Prints a line for each command.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 releases=("$@")
 ((${#releases[@]})) || releases=(bookworm trixie)
-folder=$PWD/build/releases
-rm -rf "$folder"
-mkdir -p "$folder"
-trap 'rm -rf "$folder"' EXIT
 
 # in_system <folder> <user> <command>: what it mounts and starts goes with it.
 in_system() {
@@ -26,8 +22,28 @@ in_system() {
     exec chroot "$0" su --login "$1" --command "cd trel-tool && $2"' "$@"
 }
 
+# try <release> <system> <user> <command>...
+try() {
+  local release=$1 system=$2 user=$3 command begin
+  shift 3
+  for command in "$@"; do
+    begin=$SECONDS
+    in_system "$system" "$user" "$command" >"$folder/log" 2>&1 || {
+      cat "$folder/log" >&2
+      echo "$release, $user: $command fails" >&2
+      exit 1
+    }
+    echo "$release, $user: $command passes, $((SECONDS - begin)) s"
+  done
+  rm -rf "$system"
+}
+
+trap 'rm -rf "$folder"' EXIT
 for release in "${releases[@]}"; do
-  first=$folder/$release
+  folder=$PWD/build/releases/$release
+  rm -rf "$folder"
+  mkdir -p "$folder"
+  first=$folder/first
   debootstrap --variant=minbase --include=ca-certificates,git,sudo "$release" "$first" >"$folder/log" || {
     cat "$folder/log" >&2
     exit 1
@@ -40,17 +56,6 @@ for release in "${releases[@]}"; do
   cp -a "$first/root/trel-tool" "$first/home/builder/trel-tool"
   chroot "$first" chown -R builder: /home/builder
   cp -a "$first" "$first.root"
-  for user in builder root; do
-    [[ $user == builder ]] && system=$first || system=$first.root
-    for command in scripts/demo scripts/test scripts/check; do
-      begin=$SECONDS
-      in_system "$system" "$user" "$command" >"$folder/log" 2>&1 || {
-        cat "$folder/log" >&2
-        echo "$release, $user: $command fails" >&2
-        exit 1
-      }
-      echo "$release, $user: $command passes, $((SECONDS - begin)) s"
-    done
-    rm -rf "$system"
-  done
+  try "$release" "$first" builder scripts/demo scripts/test scripts/check
+  try "$release" "$first.root" root scripts/demo scripts/test
 done
