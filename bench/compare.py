@@ -253,8 +253,10 @@ def check(socket, folder):
         if got > most:
             faults.append(name)
     # A mapping for each of the two lists, and standard output's buffer.
-    allowed = {"mmap": 2, "munmap": 2, "newfstatat": 1}
+    allowed = {"mmap": 2, "munmap": 2, "fstat": 1}
     extra = dict(calls[1] - calls[0])
+    if "newfstatat" in extra:  # how older C libraries ask for it
+        extra["fstat"] = extra.pop("newfstatat")
     print(f"system calls beyond the floor's: {extra}, allowed {allowed}")
     if extra != allowed:
         faults.append("system calls")

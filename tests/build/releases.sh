@@ -44,7 +44,9 @@ for release in "${releases[@]}"; do
   rm -rf "$folder"
   mkdir -p "$folder"
   first=$folder/first
-  debootstrap --variant=minbase --include=ca-certificates,git,sudo "$release" "$first" >"$folder/log" || {
+  # What it mounts goes with it.
+  unshare --mount debootstrap --variant=minbase --include=ca-certificates,git,sudo "$release" "$first" \
+    >"$folder/log" || {
     cat "$folder/log" >&2
     exit 1
   }
