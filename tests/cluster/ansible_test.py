@@ -210,7 +210,9 @@ class Collection(ClusterTest):
                          [command["word"] for command in contract["commands"]])
 
     def test_ansible_lint_finds_nothing(self):
-        self.run_here("ansible-lint", "--offline", "--profile=production", "playbooks", "plugins",
+        # Later ones do not support Debian 12's Ansible any more. We do.
+        self.run_here("ansible-lint", "--offline", "--profile=production",
+                      "--skip-list=meta-runtime[unsupported-version]", "playbooks", "plugins",
                       "meta")
 
     def test_playbooks_are_sound(self):
@@ -222,13 +224,16 @@ class Collection(ClusterTest):
         # Those of its checks that fetch nothing; it writes beside the sources.
         copy = self.cluster.folder / "ansible_collections/trel/tool"
         shutil.copytree(COLLECTION, copy)
-        checks = [f"--test={name}" for name in (
-            "action-plugin-docs", "compile", "future-import-boilerplate", "line-endings",
-            "metaclass-boilerplate", "no-basestring", "shebang")]
+        checks = ["action-plugin-docs", "compile", "line-endings", "shebang"]
         # Of the Pythons that it looks for it takes each that is there.
-        environment = dict(self.cluster.environment, PATH="/usr/bin:/bin")
-        run = subprocess.run(["ansible-test", "sanity", *checks], cwd=copy, env=environment,
-                             capture_output=True, text=True)
+        options = dict(cwd=copy, env=dict(self.cluster.environment, PATH="/usr/bin:/bin"),
+                       capture_output=True, text=True)
+        known = subprocess.run(["ansible-test", "sanity", "--list-tests"], check=True, **options)
+        # For Python 2, which later ones have forgotten.
+        checks += {"future-import-boilerplate", "metaclass-boilerplate",
+                   "no-basestring"}.intersection(known.stdout.split())
+        run = subprocess.run(["ansible-test", "sanity", *(f"--test={name}" for name in checks)],
+                             **options)
         self.assertEqual(run.returncode, 0, run)
 
     def test_it_can_be_packed(self):
