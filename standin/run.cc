@@ -23,7 +23,7 @@
 #include "forward/proxy.h"
 #include "forward/recorder.h"
 #include "log/capture.h"
-#include "script/script_reader.h"
+#include "script/script.h"
 #include "server/flusher.h"
 #include "server/server.h"
 #include "server/session.h"
@@ -350,19 +350,15 @@ class Run {
   int exitValue_ = EXIT_OK;
 };
 
-std::unique_ptr<Script> MakeScript(const Options& options) {
-  return options.scriptPath.empty() ? std::make_unique<Script>() : ReadScript(options.scriptPath);
-}
-
 }  // namespace
 
 int RunStandin(const Options& options) {
   try {
-    const std::unique_ptr<Script> script = MakeScript(options);
+    Script script = options.scriptPath.empty() ? Script() : ReadScript(options.scriptPath);
     if (!options.checkOnly) {
-      return Run(options, *script).Execute();
+      return Run(options, script).Execute();
     }
-    const std::string neverReached = script->NeverReached();
+    const std::string neverReached = script.NeverReached();
     if (neverReached.empty()) {
       return EXIT_OK;
     }

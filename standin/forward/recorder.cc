@@ -9,7 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "core/hex.h"
+#include "core/text.h"
 #include "json/json.h"
 
 namespace standin {

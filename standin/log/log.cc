@@ -9,8 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "core/hex.h"
-#include "json/json.h"
+#include "core/text.h"
 
 namespace standin {
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "json/value.h"
+#include "json/json.h"
 #include "log/output.h"
 #include "protocol/request.h"
 

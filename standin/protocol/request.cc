@@ -10,8 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "core/hex.h"
-#include "json/json.h"
+#include "core/text.h"
 
 namespace standin {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "contract/contract.h"
 #include "core/frame.h"
-#include "json/value.h"
+#include "json/json.h"
 
 namespace standin {
 

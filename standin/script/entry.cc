@@ -1,24 +1,112 @@
-// Compares a request with an entry, field by field.
+// Reads an entry, and compares a request with it, field by field.
 
 #include "script/entry.h"
 
 #include <algorithm>
+#include <limits>
+
+#include "core/text.h"
 
 namespace standin {
 namespace {
+
+constexpr std::uint64_t MOST_TIMES = std::numeric_limits<std::uint32_t>::max();
 
 std::string CodeOf(const contract::Command& command) {
   return command.word + " (code " + std::to_string(command.code) + ")";
 }
 
-bool IsSameMatcher(const Matcher& one, const Matcher& other) {
-  return one.expressionText == other.expressionText && one.min == other.min &&
-         one.max == other.max && one.captured == other.captured &&
-         std::equal(one.oneOf.begin(), one.oneOf.end(), other.oneOf.begin(), other.oneOf.end(),
-                    AreSame);
+void ReadFields(const JsonReader& json, Entry& entry) {
+  if (entry.command == nullptr) {
+    json.Refuse("needs a command beside it");
+  }
+  json.ForEachMember([&](const std::string& name, const JsonReader& member) {
+    const contract::Field* const field = entry.command->payload->FieldNamed(name);
+    if (field == nullptr) {
+      const std::string known = Join(entry.command->payload->fields, ", ", &contract::Field::name);
+      member.Refuse(entry.command->word + " has no field of this name, but " +
+                    (known.empty() ? "none" : known));
+    }
+    entry.fields.push_back({name, ReadMatcher(member, *field)});
+  });
+}
+
+/// A reply that comes early cannot depend on what has not been read by then.
+void CheckMoment(const JsonReader& json, const Entry& entry) {
+  if (entry.Is(Reply::Type::CLOSE_BEFORE_READING) && json.Has("command")) {
+    json.Refuse("close before-reading comes before the command is known");
+  }
+  if (entry.Is(Reply::Type::CLOSE_AFTER_HEADER) && json.Has("fields")) {
+    json.Refuse("close after-header comes before the fields are known");
+  }
+}
+
+/// How often an entry is expected to reply.
+void ReadExpect(const JsonReader& json, Entry& entry) {
+  json.OnlyMembers({"exactly", "atLeast", "atMost"});
+  if (json.Has("exactly") == (json.Has("atLeast") || json.Has("atMost"))) {
+    json.Refuse("must have exactly, or atLeast, atMost or both");
+  }
+  const char* const least = json.Has("exactly") ? "exactly" : "atLeast";
+  const char* const most = json.Has("exactly") ? "exactly" : "atMost";
+  entry.leastUses = json.NaturalIn(least, 0, MOST_TIMES).value_or(0);
+  entry.mostUses = json.NaturalIn(most, 0, MOST_TIMES);
+  if (entry.mostUses && *entry.mostUses < entry.leastUses) {
+    json.Refuse("can never be met");
+  }
+}
+
+Entry ReadEntry(const JsonReader& json, const std::string& name) {
+  Entry entry;
+  entry.name = json.Has("name") ? json.NameIn("name") : name;
+  if (json.Has("command")) {
+    const JsonReader word = json.Member("command");
+    entry.command = contract::Get().CommandOfWord(word.Text());
+    if (entry.command == nullptr) {
+      word.Refuse("no command is called \"" + word.Text() + "\"");
+    }
+  }
+  if (json.Has("fields")) {
+    ReadFields(json.Member("fields"), entry);
+  }
+  if (json.Has("reply")) {
+    entry.reply = std::make_shared<Reply>(ReadReply(json.Member("reply")));
+  }
+  CheckMoment(json, entry);
+  return entry;
 }
 
 }  // namespace
+
+Entry ReadRule(const JsonReader& json, const std::string& name) {
+  json.OnlyMembers({"name", "command", "fields", "reply", "when", "then", "times", "expect"});
+  Entry rule = ReadEntry(json, name);
+  rule.when = json.NameIn("when");
+  rule.then = json.NameIn("then");
+  rule.times = json.NaturalIn("times", 1, MOST_TIMES);
+  if (json.Has("expect")) {
+    ReadExpect(json.Member("expect"), rule);
+    if (rule.when.empty() && rule.times && *rule.times < rule.leastUses) {
+      json.Member("expect").Refuse("can never be met");
+    }
+  }
+  return rule;
+}
+
+Entry ReadStep(const JsonReader& json, const std::string& name) {
+  json.OnlyMembers({"name", "command", "fields", "reply", "expect"});
+  Entry step = ReadEntry(json, name);
+  step.leastUses = 1;
+  step.mostUses = 1;
+  if (json.Has("expect")) {
+    ReadExpect(json.Member("expect"), step);
+  }
+  if (step.mostUses == 0) {
+    json.Member("expect").Refuse("can never match: no request is expected");
+  }
+  step.times = step.mostUses;
+  return step;
+}
 
 std::string CommandOf(const Request& request) {
   return request.command != nullptr
@@ -64,7 +152,7 @@ bool Covers(const Entry& first, const Entry& second) {
          std::all_of(first.fields.begin(), first.fields.end(), [&](const FieldMatcher& field) {
            return std::any_of(
                second.fields.begin(), second.fields.end(), [&](const FieldMatcher& other) {
-                 return field.name == other.name && IsSameMatcher(field.matcher, other.matcher);
+                 return field.name == other.name && WantSame(field.matcher, other.matcher);
                });
          });
 }

@@ -36,6 +36,8 @@ struct Entry {
   std::optional<std::uint64_t> mostUses = {};
   std::uint64_t uses = 0;        ///< how often it has replied
   std::uint64_t usesBefore = 0;  ///< of these, before the state was entered
+  std::size_t sequence = 0;      ///< the number of its sequence; rules are a single one
+  std::size_t group = 0;         ///< the number of the first entry of its group
 
   [[nodiscard]] bool Is(Reply::Type type) const { return reply && reply->type == type; }
   [[nodiscard]] bool IsUsedUp() const { return times && uses - usesBefore >= *times; }
@@ -44,6 +46,11 @@ struct Entry {
     return !IsUsedUp() && (when.empty() || when == memory.state);
   }
 };
+
+/// `name`: unless the entry has one. Both throw ScriptError. A rule may reply any number of
+/// times; a step of a sequence comes once unless it expects otherwise.
+[[nodiscard]] Entry ReadRule(const JsonReader& json, const std::string& name);
+[[nodiscard]] Entry ReadStep(const JsonReader& json, const std::string& name);
 
 /// "stats (code 1)", "no command (code 38)".
 [[nodiscard]] std::string CommandOf(const Request& request);

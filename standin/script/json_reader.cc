@@ -3,25 +3,15 @@
 #include "script/json_reader.h"
 
 #include <algorithm>
-#include <utility>
 
-#include "script/script_reader.h"
+#include "core/text.h"
 
 namespace standin {
-
-JsonReader::JsonReader(const Value& value, std::string place, std::filesystem::path folder)
-    : value_(value), place_(std::move(place)), folder_(std::move(folder)) {}
-
-void JsonReader::Refuse(const std::string& why) const { throw ScriptError(place_ + ": " + why); }
 
 void JsonReader::OnlyMembers(std::initializer_list<std::string_view> allowed) const {
   ForEachMember([&](const std::string& name, const JsonReader& /*member*/) {
     if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
-      std::string known;
-      for (const std::string_view word : allowed) {
-        known += (known.empty() ? "" : ", ") + std::string(word);
-      }
-      Refuse("unknown member \"" + name + "\", known are: " + known);
+      Refuse("unknown member \"" + name + "\", known are: " + Join(allowed, ", "));
     }
   });
 }
@@ -72,12 +62,35 @@ std::uint64_t JsonReader::Natural(std::uint64_t least, std::uint64_t most) const
   return *number;
 }
 
-bool JsonReader::Truth() const {
-  const bool* const truth = value_.As<bool>();
-  if (truth == nullptr) {
-    Refuse("must be true or false");
+std::string JsonReader::NameIn(std::string_view member) const {
+  std::string name = Has(member) ? Member(member).Text() : "";
+  if (Has(member) && name.empty()) {
+    Member(member).Refuse("must be a name");
   }
-  return *truth;
+  return name;
+}
+
+std::optional<std::uint64_t> JsonReader::NaturalIn(std::string_view member, std::uint64_t least,
+                                                   std::uint64_t most) const {
+  return Has(member) ? std::optional(Member(member).Natural(least, most)) : std::nullopt;
+}
+
+bool JsonReader::TruthIn(std::string_view member) const {
+  if (!Has(member)) {
+    return false;
+  }
+  const JsonReader truth = Member(member);
+  if (truth.value_.As<bool>() == nullptr) {
+    truth.Refuse("must be true or false");
+  }
+  return *truth.value_.As<bool>();
+}
+
+bool JsonReader::IsSet(std::string_view member) const {
+  if (Has(member) && !TruthIn(member)) {
+    Member(member).Refuse("must be true");
+  }
+  return Has(member);
 }
 
 }  // namespace standin

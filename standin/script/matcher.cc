@@ -1,16 +1,25 @@
-// One function for each way to want a value.
+// One function for each way to want a value, and for each condition that a script may state.
 
 #include "script/matcher.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdlib>
+#include <limits>
+#include <numeric>
 #include <string_view>
 
-#include "core/hex.h"
-#include "json/json.h"
+#include "core/text.h"
 
 namespace standin {
 namespace {
+
+using contract::FieldType;
+using contract::ValueKind;
+
+constexpr std::size_t MOST_EXPRESSION = 1000;  // bytes
+constexpr double MOST_REPEATED = 100000;       // the same, with all repeats written out
 
 bool AreSameLetters(std::string_view one, std::string_view other) {
   return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
@@ -21,13 +30,8 @@ bool AreSameLetters(std::string_view one, std::string_view other) {
 
 /// A text, or the texts of a list with commas between them, as they were sent.
 std::string SentText(const Value& value) {
-  std::string text(value.Text());
-  if (const auto* const list = value.As<List>()) {
-    for (const Value& item : *list) {
-      text += (&item != list->data() ? "," : "") + std::string(item.Text());
-    }
-  }
-  return text;
+  const auto* const list = value.As<List>();
+  return list != nullptr ? Join(*list, ",", &Value::Text) : std::string(value.Text());
 }
 
 bool IsFound(const regex_t& expression, const std::string& text) {
@@ -35,8 +39,6 @@ bool IsFound(const regex_t& expression, const std::string& text) {
   regmatch_t whole{0, static_cast<regoff_t>(text.size())};
   return regexec(&expression, text.c_str(), 0, &whole, REG_STARTEND) == 0;
 }
-
-}  // namespace
 
 bool AreSame(const Value& one, const Value& other) {
   const auto* const list = one.As<List>();
@@ -47,20 +49,198 @@ bool AreSame(const Value& one, const Value& other) {
   return one == other || (IsUuid(one.Text()) && AreSameLetters(one.Text(), other.Text()));
 }
 
+bool IsNumber(const Value& value) {
+  return value.As<std::uint64_t>() != nullptr || value.As<double>() != nullptr;
+}
+
+/// Of two numbers.
 bool IsLess(const Value& one, const Value& other) {
   const auto* const natural = one.As<std::uint64_t>();
   const auto* const otherNatural = other.As<std::uint64_t>();
   if (natural != nullptr && otherNatural != nullptr) {
     return *natural < *otherNatural;
   }
-  const auto number = [](const Value& value) -> std::optional<double> {
-    if (const auto* const whole = value.As<std::uint64_t>()) {
-      return static_cast<double>(*whole);
-    }
-    const auto* const real = value.As<double>();
-    return real != nullptr ? std::optional(*real) : std::nullopt;
+  const auto real = [](const Value& value) {
+    const auto* const whole = value.As<std::uint64_t>();
+    return whole != nullptr ? static_cast<double>(*whole) : *value.As<double>();
   };
-  return number(one) && number(other) && *number(one) < *number(other);
+  return real(one) < real(other);
+}
+
+/// The largest number that fits a field of this width.
+std::uint64_t MostOf(const contract::Field& field) {
+  constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+  if (field.type != FieldType::DIGITS) {
+    return field.width < sizeof most ? (std::uint64_t{1} << (8 * field.width)) - 1 : most;
+  }
+  std::uint64_t power = 1;
+  for (std::size_t digit = 0; digit < field.width; ++digit) {
+    if (power > most / 10) {
+      return most;
+    }
+    power *= 10;
+  }
+  return power - 1;
+}
+
+void CheckText(const JsonReader& json, const contract::Field& field) {
+  const std::string& text = json.Text();
+  const bool uuid = field.type == FieldType::UUID_BYTES || field.type == FieldType::UUID_TEXT;
+  if (uuid && !IsUuid(text)) {
+    json.Refuse("must be a UUID, such as 00112233-4455-6677-8899-aabbccddeeff");
+  }
+  if (field.type != FieldType::CHARS && text.find('\0') != std::string::npos) {
+    json.Refuse("must have no zero byte: it would end the text");
+  }
+  if (field.type == FieldType::NAME && !text.empty()) {
+    const auto& known = field.names->numbers;
+    const auto isIt = [&](const contract::NamedNumber& row) { return row.name == text; };
+    if (std::none_of(known.begin(), known.end(), isIt)) {
+      json.Refuse("must be empty or one of " + Join(known, ", ", &contract::NamedNumber::name));
+    }
+  }
+}
+
+void CheckItem(const JsonReader& json) {
+  if (json.Text().find_first_of(std::string(",\0", 2)) != std::string::npos) {
+    json.Refuse("must have no comma and no zero byte: they end an item");
+  }
+}
+
+/// Throws if the field can never have this value.
+void CheckValue(const JsonReader& json, const contract::Field& field) {
+  const Value& value = json.Get();
+  switch (field.value) {
+    case ValueKind::TEXT:
+      CheckText(json, field);
+      break;
+    case ValueKind::NATURAL:
+      (void)json.Natural(0, MostOf(field));
+      break;
+    case ValueKind::NUMBER:
+      if (!IsNumber(value) && value.Text() != "nan" && value.Text() != "inf" &&
+          value.Text() != "-inf") {
+        json.Refuse("must be a number, or nan, inf or -inf as a text");
+      }
+      break;
+    case ValueKind::LIST:
+      json.ForEachItem(CheckItem);
+      break;
+  }
+}
+
+void ReadRange(const JsonReader& json, const contract::Field& field, Matcher& matcher) {
+  const auto read = [&](const char* name) -> std::optional<Value> {
+    if (!json.Has(name)) {
+      return std::nullopt;
+    }
+    const JsonReader bound = json.Member(name);
+    CheckValue(bound, field);
+    if (!IsNumber(bound.Get())) {
+      bound.Refuse("must be a number");
+    }
+    return bound.Get();
+  };
+  matcher.min = read("min");
+  matcher.max = read("max");
+  if (matcher.min && matcher.max && IsLess(*matcher.max, *matcher.min)) {
+    json.Refuse("can never match: max is less than min");
+  }
+}
+
+void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& matcher) {
+  json.ForEachItem([&](const JsonReader& item) {
+    CheckValue(item, field);
+    matcher.oneOf.push_back(item.Get());
+  });
+  if (matcher.oneOf.empty()) {
+    json.Refuse("can never match: it is empty");
+  }
+}
+
+/// How large the C library makes an expression, which it writes out with all repeats.
+double SizeOf(const std::string& expression) {
+  std::vector<double> open = {0};
+  double last = 0;  ///< what a repeat would repeat
+  for (std::size_t index = 0; index < expression.size(); ++index) {
+    const char character = expression[index];
+    if (character == '(') {
+      open.push_back(0);
+      continue;
+    }
+    double more = 1;
+    if (character == ')') {
+      more = open.back();
+      if (open.size() > 1) {
+        open.pop_back();
+      }
+    } else if (character == '+') {
+      more = last;
+    } else if (character == '{') {
+      const std::size_t comma = expression.find_first_not_of("0123456789", index + 1);
+      const std::size_t most =
+          comma < expression.size() && expression[comma] == ',' ? comma : index;
+      more = last * std::max(std::strtod(expression.c_str() + index + 1, nullptr),
+                             std::strtod(expression.c_str() + most + 1, nullptr));
+    }
+    last = character == '+' || character == '{' ? last + more : more;
+    open.back() += more;
+  }
+  return std::accumulate(open.begin(), open.end(), 0.0);
+}
+
+void ReadExpression(const JsonReader& json, Matcher& matcher) {
+  matcher.expressionText = json.Text();
+  if (matcher.expressionText.size() > MOST_EXPRESSION ||
+      SizeOf(matcher.expressionText) > MOST_REPEATED) {
+    json.Refuse("is too large an expression, or repeats too much");
+  }
+  if (matcher.expressionText.find('\0') != std::string::npos) {
+    json.Refuse("must have no zero byte");
+  }
+  auto expression = std::make_unique<regex_t>();
+  const int error =
+      regcomp(expression.get(), matcher.expressionText.c_str(), REG_EXTENDED | REG_NOSUB);
+  if (error != 0) {
+    std::array<char, 100> why{};
+    regerror(error, expression.get(), why.data(), why.size());
+    json.Refuse(std::string("is no extended regular expression: ") + why.data());
+  }
+  matcher.expression = {expression.release(), [](regex_t* compiled) {
+                          regfree(compiled);
+                          delete compiled;
+                        }};
+}
+
+}  // namespace
+
+Matcher ReadMatcher(const JsonReader& json, const contract::Field& field) {
+  Matcher matcher;
+  const auto* const members = json.Get().As<Object>();
+  if (members == nullptr) {
+    CheckValue(json, field);
+    matcher.oneOf.push_back(json.Get());
+    return matcher;
+  }
+  if (field.value == ValueKind::TEXT || field.value == ValueKind::LIST) {
+    json.OnlyMembers({"any", "oneOf", "matches", "capture", "captured"});
+  } else {
+    json.OnlyMembers({"any", "oneOf", "min", "max", "capture", "captured"});
+  }
+  if (members->empty()) {
+    json.Refuse("has no condition; any value is {\"any\": true}");
+  }
+  (void)json.IsSet("any");
+  if (json.Has("oneOf")) {
+    ReadOneOf(json.Member("oneOf"), field, matcher);
+  }
+  if (json.Has("matches")) {
+    ReadExpression(json.Member("matches"), matcher);
+  }
+  ReadRange(json, field, matcher);
+  matcher.capture = json.NameIn("capture");
+  matcher.captured = json.NameIn("captured");
+  return matcher;
 }
 
 bool Matches(const Matcher& matcher, const Value& value, const Captures& captures) {
@@ -72,14 +252,20 @@ bool Matches(const Matcher& matcher, const Value& value, const Captures& capture
     return false;
   }
   // Infinity and NaN are texts, which no range holds.
-  const bool number = value.As<std::uint64_t>() != nullptr || value.As<double>() != nullptr;
-  if ((matcher.min && (!number || IsLess(value, *matcher.min))) ||
-      (matcher.max && (!number || IsLess(*matcher.max, value)))) {
+  if ((matcher.min && (!IsNumber(value) || IsLess(value, *matcher.min))) ||
+      (matcher.max && (!IsNumber(value) || IsLess(*matcher.max, value)))) {
     return false;
   }
   const auto captured = captures.find(matcher.captured);
   return matcher.captured.empty() ||
          (captured != captures.end() && AreSame(captured->second, value));
+}
+
+bool WantSame(const Matcher& one, const Matcher& other) {
+  return one.expressionText == other.expressionText && one.min == other.min &&
+         one.max == other.max && one.captured == other.captured &&
+         std::equal(one.oneOf.begin(), one.oneOf.end(), other.oneOf.begin(), other.oneOf.end(),
+                    AreSame);
 }
 
 std::string Shown(const Value& value) {
@@ -89,12 +275,8 @@ std::string Shown(const Value& value) {
 
 std::string Describe(const Matcher& matcher, const Captures& captures) {
   std::vector<std::string> wanted;
-  std::string values;
-  for (const Value& value : matcher.oneOf) {
-    values += (values.empty() ? "" : " or ") + Shown(value);
-  }
-  if (!values.empty()) {
-    wanted.push_back(values);
+  if (!matcher.oneOf.empty()) {
+    wanted.push_back(Join(matcher.oneOf, " or ", Shown));
   }
   if (matcher.expression) {
     wanted.push_back("a match of " + ToJson(matcher.expressionText));
@@ -110,11 +292,7 @@ std::string Describe(const Matcher& matcher, const Captures& captures) {
     wanted.push_back("the captured " + matcher.captured + ", " +
                      (captured != captures.end() ? Shown(captured->second) : "not captured yet"));
   }
-  std::string text;
-  for (const std::string& part : wanted) {
-    text += (text.empty() ? "" : " and ") + part;
-  }
-  return text.empty() ? "any value" : text;
+  return wanted.empty() ? "any value" : Join(wanted, " and ");
 }
 
 }  // namespace standin

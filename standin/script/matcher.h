@@ -12,14 +12,16 @@
 #include <string>
 #include <vector>
 
-#include "json/value.h"
+#include "contract/contract.h"
+#include "script/json_reader.h"
 
 namespace standin {
 
 /// Captured values by the names that the script gives them.
 using Captures = std::map<std::string, Value, std::less<>>;
 
-/// All that is set has to hold; a matcher with nothing set takes any value.
+/// All that is set has to hold; a matcher with nothing set takes any value. Numbers are the
+/// same by value, UUIDs whatever the case of their letters.
 struct Matcher {
   std::vector<Value> oneOf = {};                        ///< empty: any
   std::shared_ptr<const regex_t> expression = nullptr;  ///< found in the text; null: any
@@ -30,11 +32,14 @@ struct Matcher {
   std::string capture = {};   ///< gives the value this name
 };
 
-/// Numbers are the same by value, UUIDs whatever the case of their letters.
-[[nodiscard]] bool AreSame(const Value& one, const Value& other);
-[[nodiscard]] bool IsLess(const Value& one, const Value& other);
+/// `json`: a plain value, or an object of conditions. Throws ScriptError, also for what no
+/// request can have.
+[[nodiscard]] Matcher ReadMatcher(const JsonReader& json, const contract::Field& field);
 
 [[nodiscard]] bool Matches(const Matcher& matcher, const Value& value, const Captures& captures);
+
+/// Whether both want the same, whatever they capture.
+[[nodiscard]] bool WantSame(const Matcher& one, const Matcher& other);
 
 /// What is expected, for a person.
 [[nodiscard]] std::string Describe(const Matcher& matcher, const Captures& captures);

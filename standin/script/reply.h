@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "protocol/request.h"
+#include "script/json_reader.h"
 
 namespace standin {
 
@@ -49,20 +50,20 @@ struct Reply {
 /// One copy for all clients: a script's payload may be long. Null: no reply is due.
 using SharedReply = std::shared_ptr<const Reply>;
 
-/// The status of a request that the daemon refuses without an error number.
-inline constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
+/// Throws ScriptError.
+[[nodiscard]] Reply ReadReply(const JsonReader& json);
 
-/// A frame with that status and this text.
-[[nodiscard]] SharedReply Refusal(std::string text);
+/// What the daemon of a healthy cluster would say.
+[[nodiscard]] SharedReply DefaultReply(const Request& request);
+
+/// A frame with the status of a failure.
+[[nodiscard]] SharedReply Refusal(std::string why);
 
 /// All bytes of the frame, as cut and as wrong as the reply wants them.
 [[nodiscard]] std::string FrameBytes(const Reply& reply);
 
 /// The reply as a log line shows it.
 [[nodiscard]] Object DescribeReply(const Reply& reply);
-
-/// What the daemon of a healthy cluster would say.
-[[nodiscard]] SharedReply DefaultReply(const Request& request);
 
 }  // namespace standin
 

@@ -12,8 +12,6 @@
 #include <utility>
 
 #include "json/json.h"
-#include "script/reply_reader.h"
-#include "script/script_reader.h"
 
 namespace standin {
 namespace {

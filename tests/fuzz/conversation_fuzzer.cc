@@ -16,7 +16,7 @@
 
 #include "core/frame.h"
 #include "log/log.h"
-#include "script/script_reader.h"
+#include "script/script.h"
 #include "server/session.h"
 #include "tests/fake/require.h"
 
@@ -64,7 +64,7 @@ int MemoryFile(const char* text) {
   return fd;
 }
 
-std::unique_ptr<standin::Script> MakeScript(std::size_t number) {
+standin::Script MakeScript(std::size_t number) {
   static const auto FILES = [] {
     std::array<int, SCRIPTS.size()> files{};
     for (std::size_t index = 0; index < files.size(); ++index) {
@@ -188,7 +188,7 @@ class Conversations {
     std::for_each(clients_.begin(), clients_.end(), Drain);
     CheckLog();
     for (const Client& client : clients_) {
-      const std::string reply = stateless_ ? ReplyTo(*model_, client.sent) : client.received;
+      const std::string reply = stateless_ ? ReplyTo(model_, client.sent) : client.received;
       Require(reply.starts_with(client.received), "a client gets its own reply");
       Require(!client.whole || reply == client.received, "a reply arrives whole");
     }
@@ -198,7 +198,7 @@ class Conversations {
   standin::Task<> Serve(std::shared_ptr<Connection> client) {
     co_await client->Turn();
     co_await standin::PlayDaemon(client,
-                                 {.log = log_, .script = *script_, .maxPayload = MOST_PAYLOAD});
+                                 {.log = log_, .script = script_, .maxPayload = MOST_PAYLOAD});
   }
 
   /// Each connection has one line that says what became of its request.
@@ -237,8 +237,8 @@ class Conversations {
   }
 
   bool stateless_;
-  std::unique_ptr<standin::Script> script_;
-  std::unique_ptr<standin::Script> model_;
+  standin::Script script_;
+  standin::Script model_;
   Descriptor logFile_;
   standin::Output output_;
   standin::Log log_;

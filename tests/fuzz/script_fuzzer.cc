@@ -12,7 +12,6 @@
 #include "json/json.h"
 #include "protocol/request.h"
 #include "script/script.h"
-#include "script/script_reader.h"
 #include "tests/fake/require.h"
 
 namespace fuzz {
@@ -41,12 +40,12 @@ void Check(std::string_view script) {
                 "write");
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   try {
-    const auto read = standin::ReadScript(path);
+    standin::Script read = standin::ReadScript(path);
     for (const std::uint32_t code : {1U, 2U, 3U, 10U, 17U, 24U, 26U, 31U, 99U}) {
-      Ask(*read, code);
+      Ask(read, code);
     }
-    (void)read->Failure();
-    (void)read->Summary();
+    (void)read.Failure();
+    (void)read.Summary();
   } catch (const standin::ScriptError& error) {
     fake::Require(std::string_view(error.what()).substr(0, path.size()) == path,
                   "the file comes first");

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/hex.h"
+#include "core/text.h"
 
 namespace tests {
 

@@ -1,28 +1,17 @@
 // Hexadecimal digits by hand: streams would be slow for the long records.
 
-#include "core/hex.h"
+#include "core/text.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <charconv>
 #include <cstddef>
-#include <iomanip>
-#include <iterator>
-#include <sstream>
+#include <cstdio>
 #include <stdexcept>
 
 namespace standin {
 namespace {
-
-int DigitValue(char digit) {
-  if (digit >= '0' && digit <= '9') {
-    return digit - '0';
-  }
-  const int lower = std::tolower(static_cast<unsigned char>(digit));
-  if (lower >= 'a' && lower <= 'f') {
-    return lower - 'a' + 10;
-  }
-  throw std::invalid_argument(std::string("not a hexadecimal digit: ") + digit);
-}
 
 void AppendDigits(std::string& text, char byte) {
   static constexpr std::string_view DIGITS = "0123456789abcdef";
@@ -40,9 +29,15 @@ std::string FromHex(std::string_view digits) {
   if (kept.size() % 2 != 0) {
     throw std::invalid_argument("an odd number of hexadecimal digits");
   }
+  const std::size_t other = kept.find_first_not_of("0123456789abcdefABCDEF");
+  if (other != std::string::npos) {
+    throw std::invalid_argument(std::string("not a hexadecimal digit: ") + kept[other]);
+  }
   std::string bytes;
-  for (std::size_t place = 0; place < kept.size(); place += 2) {
-    bytes.push_back(static_cast<char>(DigitValue(kept[place]) << 4 | DigitValue(kept[place + 1])));
+  for (const char* pair = kept.data(); pair != kept.data() + kept.size(); pair += 2) {
+    unsigned char byte = 0;
+    std::from_chars(pair, pair + 2, byte, 16);
+    bytes.push_back(static_cast<char>(byte));
   }
   return bytes;
 }
@@ -54,20 +49,6 @@ std::string ToHex(std::string_view bytes) {
     AppendDigits(text, byte);
   }
   return text;
-}
-
-bool IsUuid(std::string_view text) {
-  if (text.size() != 36) {
-    return false;
-  }
-  for (std::size_t index = 0; index < text.size(); ++index) {
-    const bool hyphen = index == 8 || index == 13 || index == 18 || index == 23;
-    const bool digit = std::isxdigit(static_cast<unsigned char>(text[index])) != 0;
-    if (hyphen ? text[index] != '-' : !digit) {
-      return false;
-    }
-  }
-  return true;
 }
 
 std::string HexDump(std::string_view bytes) {
@@ -84,9 +65,9 @@ std::string HexDump(std::string_view bytes) {
     }
     folded = false;
     last = row;
-    std::ostringstream head;
-    head << std::hex << std::setfill('0') << std::setw(6) << offset;
-    dump += head.str();
+    std::array<char, 24> head{};
+    (void)std::snprintf(head.data(), head.size(), "%06zx", offset);
+    dump += head.data();
     for (const char byte : row) {
       dump.push_back(' ');
       AppendDigits(dump, byte);
@@ -94,6 +75,13 @@ std::string HexDump(std::string_view bytes) {
     dump.push_back('\n');
   }
   return dump;
+}
+
+bool IsUuid(std::string_view text) {
+  constexpr std::string_view form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  return std::equal(text.begin(), text.end(), form.begin(), form.end(), [](char byte, char wanted) {
+    return wanted == '-' ? byte == '-' : std::isxdigit(static_cast<unsigned char>(byte)) != 0;
+  });
 }
 
 }  // namespace standin
