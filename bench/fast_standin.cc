@@ -11,7 +11,7 @@
 #include <string>
 
 #include "core/frame.h"
-#include "core/unix_listener.h"
+#include "core/unix_socket.h"
 
 namespace {
 

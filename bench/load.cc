@@ -23,8 +23,7 @@
 #include <vector>
 
 #include "core/frame.h"
-#include "core/unix_connect.h"
-#include "core/unix_listener.h"
+#include "core/unix_socket.h"
 
 namespace {
 

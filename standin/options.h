@@ -6,13 +6,20 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "server/limits.h"
-
 namespace standin {
+
+struct Limits {
+  std::size_t maxConnections = 0;             ///< at once; 0: as many as descriptors allow
+  std::optional<std::uint64_t> count;         ///< connections to serve before the end
+  std::uint64_t maxPayload = 16U << 20U;      ///< bytes
+  std::chrono::milliseconds idleTime{60000};  ///< of silence within a request; 0: no limit
+};
 
 struct Options {
   std::string socketPath;

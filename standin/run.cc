@@ -20,14 +20,13 @@
 
 #include "command.h"
 #include "core/descriptor_limit.h"
+#include "core/unix_socket.h"
 #include "forward/proxy.h"
 #include "forward/recorder.h"
 #include "log/capture.h"
 #include "script/script.h"
-#include "server/flusher.h"
 #include "server/server.h"
 #include "server/session.h"
-#include "server/socket_path.h"
 
 namespace standin {
 namespace {
@@ -44,7 +43,7 @@ constexpr milliseconds RETRY{5};
 
 /// Writes to standard error; gives up on a reader who takes nothing for a while.
 void Report(const std::string& text) {
-  const std::string whole = "trel-standin: " + text;
+  const std::string whole = "trel-standin: " + text + (text.ends_with('\n') ? "" : "\n");
   std::string_view left = whole;
   pollfd wait{STDERR_FILENO, POLLOUT, 0};
   while (!left.empty() && poll(&wait, 1, static_cast<int>(LOG_GRACE.count())) > 0) {
@@ -55,6 +54,12 @@ void Report(const std::string& text) {
     }
     left.remove_prefix(static_cast<std::size_t>(count));
   }
+}
+
+/// Null if there is none.
+template <typename Type>
+Type* Address(std::optional<Type>& object) {
+  return object ? &*object : nullptr;
 }
 
 class Run {
@@ -129,6 +134,14 @@ class Run {
 
   [[nodiscard]] bool Interrupted() const { return deadline_ != Clock::time_point::max(); }
 
+  /// Waits until `done` is true, no longer than to `end`, which may change meanwhile.
+  template <typename Done>
+  Task<> Await(Done done, const Clock::time_point& end) {
+    while (!done() && Clock::now() < end) {
+      co_await changed_.WaitUntil(end);
+    }
+  }
+
   Task<> Main() {
     co_await TakePath();
     co_await OpenFiles();
@@ -152,15 +165,14 @@ class Run {
     }
     co_await Serve();
     if (handler_) {
-      co_await EndHandler();
+      handler_->EndInput();
+      co_await Await([&] { return handler_->HasEnded(); }, Clock::now() + HANDLER_GRACE);
     }
     timeout_.cancel();
-    co_await flusher_.Drain(standard_, logDeadline_);
-    if (logFile_) {
-      co_await flusher_.Drain(*logFile_, logDeadline_);
-    }
-    if (captureFile_) {
-      co_await flusher_.Drain(*captureFile_, logDeadline_);
+    for (Output* const output : {&standard_, Address(logFile_), Address(captureFile_)}) {
+      if (output != nullptr) {
+        co_await output->Drain(logDeadline_);
+      }
     }
     exitValue_ = Conclude();
   }
@@ -175,28 +187,29 @@ class Run {
   }
 
   /// Opens what is written to, and waits for the reader of a FIFO.
-  Task<> OpenFile(const char* what, const std::string& path, Output::Opening opening,
+  Task<> OpenFile(const char* what, const std::string& path, Opening opening,
                   std::optional<Output>& file) {
     while (!path.empty() && !file && !Interrupted()) {
-      file = Output::Open(what, path, opening);
-      if (!file) {
+      Descriptor opened = OpenOutput(what, path, opening);
+      if (opened.Get() >= 0) {
+        file.emplace(loop_, changed_, std::move(opened));
+      } else {
         co_await changed_.WaitFor(RETRY);
       }
     }
   }
 
   Task<> OpenFiles() {
-    co_await OpenFile("log", options_.logPath, Output::Opening::APPEND, logFile_);
-    co_await OpenFile("capture", options_.capturePath, Output::Opening::EMPTY, captureFile_);
+    co_await OpenFile("log", options_.logPath, Opening::APPEND, logFile_);
+    co_await OpenFile("capture", options_.capturePath, Opening::EMPTY, captureFile_);
     if (!options_.recordPath.empty()) {
       recorder_.emplace(options_.recordPath);
     }
     if (options_.logPath.empty() || logFile_) {
-      Output& output = logFile_ ? *logFile_ : standard_;
-      log_.emplace(output, options_.hex, flusher_.Keeps(output));
+      log_.emplace(LogOutput(), options_.hex);
     }
     if (captureFile_) {
-      capture_.emplace(*captureFile_, flusher_.Keeps(*captureFile_));
+      capture_.emplace(*captureFile_);
     }
   }
 
@@ -216,7 +229,7 @@ class Run {
     try {
       command_.emplace(options_.command);
     } catch (const std::system_error& error) {
-      Report(std::string(error.what()) + "\n");
+      Report(error.what());
       exitValue_ =
           error.code() == std::errc::no_such_file_or_directory ? EXIT_NOT_FOUND : EXIT_CANNOT_START;
     }
@@ -224,7 +237,7 @@ class Run {
     return command_.has_value();
   }
 
-  [[nodiscard]] bool LogFailed() const { return (logFile_ ? *logFile_ : standard_).Error() != 0; }
+  [[nodiscard]] Output& LogOutput() { return logFile_ ? *logFile_ : standard_; }
 
   Task<> Serve() {
     Limits limits = options_.limits;
@@ -232,10 +245,10 @@ class Run {
     if (limits.maxConnections == 0) {
       limits.maxConnections = DescriptorLimit::Clients(forwards ? 2 : 1);
     }
-    Proxy proxy(loop_, *log_, recorder_ ? &*recorder_ : nullptr, options_.forwardPath, limits);
+    Proxy proxy(loop_, *log_, Address(recorder_), options_.forwardPath, limits);
     const Daemon daemon{.log = *log_,
                         .script = script_,
-                        .handler = handler_ ? &*handler_ : nullptr,
+                        .handler = Address(handler_),
                         .proxy = forwards ? &proxy : nullptr,
                         .maxPayload = limits.maxPayload};
     // Without anything else that replies the daemon sees each client from its first byte.
@@ -244,85 +257,70 @@ class Run {
       return onlyForwards ? proxy.Serve(std::move(client), "", {})
                           : PlayDaemon(std::move(client), daemon);
     };
-    Server server(loop_, *listener_, handler, *log_, capture_ ? &*capture_ : nullptr, limits,
-                  changed_);
+    Server server(loop_, *listener_, handler, *log_, Address(capture_), limits, changed_);
     asio::co_spawn(loop_.context.get_executor(), server.Run(), asio::detached);
-    while (!Interrupted() && !server.HasEnded() && !LogFailed() &&
-           !(command_ && command_->HasEnded())) {
-      co_await changed_.Wait();
-    }
+    const auto serverEnded = [&] { return server.HasEnded(); };
+    const auto toEnd = [&] {
+      return Interrupted() || server.HasEnded() || LogOutput().Error() != 0 ||
+             (command_ && command_->HasEnded());
+    };
+    co_await Await(toEnd, Clock::time_point::max());
 
     const Clock::time_point end = std::min(deadline_, Clock::now() + GRACE);
     loop_.SetState(Loop::State::STOPPING);
     server.Stop();
-    while (!server.HasEnded() && Clock::now() < end) {
-      co_await changed_.WaitUntil(end);
-    }
+    co_await Await(serverEnded, end);
     loop_.SetState(Loop::State::ENDING);
-    while (!server.HasEnded()) {
-      co_await changed_.Wait();
-    }
-    // A command that outlives the server, as after --count, is given its time.
-    while (command_ && !command_->HasEnded() && Clock::now() < deadline_) {
-      co_await changed_.WaitUntil(deadline_);
-    }
-    // What it has left running has got a signal.
-    const Clock::time_point killed = std::min(deadline_, Clock::now() + GRACE);
-    while (command_ && command_->HasEnded() && !command_->IsGone() && Clock::now() < killed) {
-      co_await changed_.WaitUntil(killed);
-    }
-  }
-
-  Task<> EndHandler() {
-    handler_->EndInput();
-    const Clock::time_point end = Clock::now() + HANDLER_GRACE;
-    while (!handler_->HasEnded() && Clock::now() < end) {
-      co_await changed_.WaitUntil(end);
+    co_await Await(serverEnded, Clock::time_point::max());
+    if (command_) {
+      // If it outlives the server, as after --count, it is given its time.
+      co_await Await([&] { return command_->HasEnded(); }, deadline_);
+      // What it has left running has got a signal.
+      const Clock::time_point killed = std::min(deadline_, Clock::now() + GRACE);
+      co_await Await([&] { return !command_->HasEnded() || command_->IsGone(); }, killed);
     }
   }
 
   /// Reports what went wrong. The exit value: its own failures come before the script's, and
   /// these before the command's.
   int Conclude() {
-    const Output& log = logFile_ ? *logFile_ : standard_;
+    const Output& log = LogOutput();
     const std::uint64_t missing = standard_.LinesMissing() + (logFile_ ? log.LinesMissing() : 0);
     int value = EXIT_OK;
+    const auto fail = [&](const std::string& why, int exitValue) {
+      Report(why);
+      value = exitValue;
+    };
     if (command_ && !command_->Failure().empty()) {
-      Report(command_->Failure() + "\n");
-      value = command_->ExitValue();
+      fail(command_->Failure(), command_->ExitValue());
     }
     if (handler_ && !handler_->Failure().empty()) {
-      Report("the handler failed: " + handler_->Failure() + "\n");
-      value = EXIT_HANDLER_FAILED;
+      fail("the handler failed: " + handler_->Failure(), EXIT_HANDLER_FAILED);
     }
-    const std::string failure = script_.Failure();
-    if (!failure.empty()) {
-      Report(failure);
-      value = EXIT_NOT_FOLLOWED;
+    if (!script_.Failure().empty()) {
+      fail(script_.Failure(), EXIT_NOT_FOLLOWED);
     } else if (!script_.Summary().empty()) {
-      Report(script_.Summary() + "\n");
+      Report(script_.Summary());
     }
     if (log.Error() != 0) {
-      Report(std::string("the log cannot be written: ") + std::strerror(log.Error()) + "\n");
-      value = EXIT_RUN_FAILED;
+      fail(std::string("the log cannot be written: ") + std::strerror(log.Error()),
+           EXIT_RUN_FAILED);
     } else if (missing != 0) {
-      Report(std::to_string(missing) + " lines could not be written: nobody reads them\n");
-      value = EXIT_RUN_FAILED;
+      fail(std::to_string(missing) + " lines could not be written: nobody reads them",
+           EXIT_RUN_FAILED);
     }
     if (captureFile_ && (captureFile_->HasKept() || captureFile_->LinesMissing() != 0)) {
-      Report("the capture is not complete\n");
-      value = EXIT_RUN_FAILED;
+      fail("the capture is not complete", EXIT_RUN_FAILED);
     }
     const std::string notRecorded = recorder_ ? recorder_->Write() : "";
     if (!notRecorded.empty()) {
-      Report(notRecorded + "\n");
-      value = EXIT_RUN_FAILED;
+      fail(notRecorded, EXIT_RUN_FAILED);
     }
     return timedOut_ ? ReportTimeout() : value;
   }
 
-  int ReportTimeout() {
-    Report("the time of --timeout is over\n");
+  static int ReportTimeout() {
+    Report("the time of --timeout is over");
     return EXIT_TIMED_OUT;
   }
 
@@ -331,14 +329,14 @@ class Run {
   DescriptorLimit limit_;
   Loop loop_;
   Event changed_{loop_.context};  ///< of anything that Main waits for
-  Flusher flusher_{loop_, changed_};
   asio::signal_set signals_{loop_.context};
   Clock::time_point deadline_ = Clock::time_point::max();  ///< of the end, after a signal
   Clock::time_point logDeadline_ = deadline_;
   Timer timeout_{loop_.context.get_executor()};
   bool timedOut_ = false;
   /// Standard output belongs to the command if there is one.
-  Output standard_ = Output::Standard(options_.command.empty() ? STDOUT_FILENO : STDERR_FILENO);
+  Output standard_{loop_, changed_,
+                   OpenStandard(options_.command.empty() ? STDOUT_FILENO : STDERR_FILENO)};
   std::optional<Output> logFile_;
   std::optional<Log> log_;
   std::unique_ptr<UnixListener> listener_;
@@ -365,10 +363,10 @@ int RunStandin(const Options& options) {
     Report(neverReached);
     return EXIT_USAGE;
   } catch (const ScriptError& error) {
-    Report(std::string(error.what()) + "\n");
+    Report(error.what());
     return EXIT_USAGE;
   } catch (const std::exception& error) {
-    Report(std::string(error.what()) + "\n");
+    Report(error.what());
     return EXIT_RUN_FAILED;
   }
 }

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "core/unix_address.h"
+#include "core/unix_socket.h"
 #include "forward/decoder.h"
 
 namespace standin {
@@ -121,19 +121,6 @@ Reply Changed(const Reply& changes, std::string bytes, bool isFrame) {
 
 }  // namespace
 
-Descriptor Proxy::TryConnect() const {
-  const sockaddr_un address = UnixAddress(daemonPath_);
-  Descriptor daemon(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (daemon.Get() >= 0 &&
-      connect(daemon.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-    return daemon;
-  }
-  if (daemon.Get() >= 0 && errno == EAGAIN) {
-    return {};
-  }
-  throw std::system_error(errno, std::generic_category(), daemonPath_);
-}
-
 Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
                                                  std::chrono::milliseconds patience) {
   const auto place = waiting_.emplace(client.Number(), &client).first;
@@ -143,11 +130,14 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
   while (!daemon && why.empty()) {
     if (place == waiting_.begin()) {
       try {
-        Descriptor socket = TryConnect();
+        Descriptor socket = TryConnect(daemonPath_, SOCK_STREAM | SOCK_NONBLOCK);
         if (socket.Get() >= 0) {
           daemon =
               std::make_shared<Connection>(loop_, std::move(socket), client.Number(), patience);
           break;
+        }
+        if (errno != EAGAIN) {
+          throw std::system_error(errno, std::generic_category(), daemonPath_);
         }
       } catch (const std::exception& error) {
         why = error.what();

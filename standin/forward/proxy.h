@@ -11,9 +11,9 @@
 
 #include "forward/recorder.h"
 #include "log/log.h"
+#include "options.h"
 #include "script/reply.h"
 #include "server/connection.h"
-#include "server/limits.h"
 
 namespace standin {
 
@@ -45,8 +45,6 @@ class Proxy {
   /// `patience`: for the silence of the daemon; 0: any.
   [[nodiscard]] Task<std::shared_ptr<Connection>> Connect(Connection& client,
                                                           std::chrono::milliseconds patience);
-  /// Tries once. -1: the daemon accepts nobody now. Throws std::system_error.
-  [[nodiscard]] Descriptor TryConnect() const;
 
   Loop& loop_;
   Log& log_;

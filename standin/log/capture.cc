@@ -6,6 +6,7 @@
 #include <bit>
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "core/frame.h"
 
@@ -24,8 +25,7 @@ void AddWord(std::string& bytes, std::uint32_t word) {
 
 }  // namespace
 
-Capture::Capture(Output& output, std::function<void()> keeps)
-    : output_(output), keeps_(std::move(keeps)) {
+Capture::Capture(Output& output) : output_(output) {
   std::string header;
   // Version 2.4 is two words of 16 bits each.
   const std::uint16_t major = 2;
@@ -37,7 +37,7 @@ Capture::Capture(Output& output, std::function<void()> keeps)
   AddWord(header, 0);
   AddWord(header, PSEUDO_HEADER + MOST_OF_A_PACKET);
   AddWord(header, LINK_TYPE);
-  Put(std::move(header));
+  output_.Write(std::move(header));
 }
 
 void Capture::Write(std::uint64_t connection, Direction direction, std::string_view bytes) {
@@ -54,14 +54,7 @@ void Capture::Write(std::uint64_t connection, Direction direction, std::string_v
     packet += EncodeHeader({.word = static_cast<std::uint32_t>(connection),
                             .length = static_cast<std::uint32_t>(direction) << 24U | ORDER});
     packet += piece;
-    Put(std::move(packet));
-  }
-}
-
-void Capture::Put(std::string bytes) {
-  output_.Write(std::move(bytes));
-  if (output_.HasKept() || output_.Error() != 0) {
-    keeps_();
+    output_.Write(std::move(packet));
   }
 }
 

@@ -4,9 +4,7 @@
 #define STANDIN_LOG_CAPTURE_H
 
 #include <cstdint>
-#include <functional>
 #include <string_view>
-#include <utility>
 
 #include "log/output.h"
 
@@ -20,17 +18,13 @@ class Capture {
  public:
   enum class Direction : unsigned char { TO_DAEMON = 0, TO_CLIENT = 1 };
 
-  /// `output` is empty. `keeps` is called whenever it has kept something or has failed.
-  /// Both must outlive the capture.
-  Capture(Output& output, std::function<void()> keeps);
+  /// `output` is empty and must outlive the capture.
+  explicit Capture(Output& output);
 
   void Write(std::uint64_t connection, Direction direction, std::string_view bytes);
 
  private:
-  void Put(std::string bytes);
-
   Output& output_;
-  std::function<void()> keeps_;
 };
 
 }  // namespace standin

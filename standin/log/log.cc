@@ -69,11 +69,11 @@ std::size_t Log::ShownSize() const {
 }
 
 void Log::Write(std::uint64_t connection, std::string_view event, Object more) {
-  Put(Line(connection, event, std::move(more)));
+  output_.Write(Line(connection, event, std::move(more)));
 }
 
 void Log::WriteRequest(std::uint64_t connection, const Request& request, const Object& more) {
-  Put(RequestLine(connection, request, more, ShownSize()));
+  output_.Write(RequestLine(connection, request, more, ShownSize()));
 }
 
 std::string Log::RequestLine(std::uint64_t connection, const Request& request, const Object& more,
@@ -104,13 +104,6 @@ std::string Log::RequestLine(std::uint64_t connection, const Request& request, c
   line.insert(line.end(), more.begin(), more.end());
   AddHex(line, request.Bytes());
   return Line(connection, "request", std::move(line));
-}
-
-void Log::Put(std::string line) {
-  output_.Write(std::move(line));
-  if (output_.HasKept() || output_.Error() != 0) {
-    keeps_();
-  }
 }
 
 void Log::AddText(Object& line, std::string_view name, std::string_view text,

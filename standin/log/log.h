@@ -5,9 +5,7 @@
 #define STANDIN_LOG_LOG_H
 
 #include <cstdint>
-#include <functional>
 #include <string_view>
-#include <utility>
 
 #include "json/json.h"
 #include "log/output.h"
@@ -17,10 +15,8 @@ namespace standin {
 
 class Log {
  public:
-  /// `keeps` is called whenever the output has kept something or has failed. Both must
-  /// outlive the log.
-  Log(Output& output, bool withHex, std::function<void()> keeps)
-      : output_(output), withHex_(withHex), keeps_(std::move(keeps)) {}
+  /// `output` must outlive the log.
+  Log(Output& output, bool withHex) : output_(output), withHex_(withHex) {}
 
   /// Writes a line: time, connection, event and what `more` holds.
   void Write(std::uint64_t connection, std::string_view event, Object more);
@@ -44,11 +40,8 @@ class Log {
   [[nodiscard]] std::size_t ShownSize() const;
 
  private:
-  void Put(std::string line);
-
   Output& output_;
   bool withHex_;
-  std::function<void()> keeps_;
 };
 
 }  // namespace standin

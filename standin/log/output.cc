@@ -1,4 +1,5 @@
-// poll(2) in front of each write(2) of as much as a pipe with room takes at once.
+// poll(2) in front of each write(2) of as much as a pipe with room takes at once. Room in a
+// pipe is tried, not waited for: what shares the pipe may block it.
 
 #include "log/output.h"
 
@@ -17,6 +18,9 @@ namespace standin {
 namespace {
 
 constexpr std::size_t MOST_KEPT = 16U << 20U;
+constexpr std::chrono::milliseconds FLUSH_RETRY{5};
+/// The reader may rest for so long.
+constexpr std::chrono::milliseconds READER_REST{2000};
 
 bool IsRegular(int fd) {
   struct stat found {};
@@ -30,9 +34,7 @@ bool HasRoom(int fd) {
 
 }  // namespace
 
-Output::Output(Descriptor file) : file_(std::move(file)), regular_(IsRegular(file_.Get())) {}
-
-Output Output::Standard(int fd) {
+Descriptor OpenStandard(int fd) {
   // Opened anew it has flags of its own. That works neither for sockets nor for a pipe of
   // another user; a file would be written from its start.
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
@@ -45,10 +47,10 @@ Output Output::Standard(int fd) {
     throw std::system_error(errno, std::generic_category(),
                             fd == STDOUT_FILENO ? "standard output" : "standard error");
   }
-  return Output(std::move(file));
+  return file;
 }
 
-std::optional<Output> Output::Open(const char* what, const std::string& path, Opening opening) {
+Descriptor OpenOutput(const char* what, const std::string& path, Opening opening) {
   Descriptor file(open(path.c_str(),
                        O_WRONLY | O_CREAT | (opening == Opening::APPEND ? O_APPEND : O_TRUNC) |
                            O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC,
@@ -57,12 +59,15 @@ std::optional<Output> Output::Open(const char* what, const std::string& path, Op
     const int error = errno;
     struct stat found {};
     if (error == ENXIO && stat(path.c_str(), &found) == 0 && S_ISFIFO(found.st_mode)) {
-      return std::nullopt;
+      return file;
     }
     throw std::system_error(error, std::generic_category(), what + (" " + path));
   }
-  return Output(std::move(file));
+  return file;
 }
+
+Output::Output(Loop& loop, Event& changed, Descriptor file)
+    : loop_(loop), changed_(changed), file_(std::move(file)), regular_(IsRegular(file_.Get())) {}
 
 void Output::Write(std::string line) {
   if (error_ != 0 || (!kept_.empty() && kept_.size() - taken_ + line.size() > MOST_KEPT)) {
@@ -75,6 +80,34 @@ void Output::Write(std::string line) {
     kept_ += line;
   }
   Flush();
+  if (error_ != 0) {
+    changed_.Notify();
+  } else if (HasKept() && !std::exchange(flushesLater_, true)) {
+    asio::co_spawn(loop_.context.get_executor(), FlushLater(), asio::detached);
+  }
+}
+
+Task<> Output::FlushLater() {
+  Event never(loop_.context);
+  while (HasKept() && error_ == 0) {
+    co_await never.WaitFor(FLUSH_RETRY);
+    Flush();
+  }
+  flushesLater_ = false;
+  changed_.Notify();
+}
+
+Task<> Output::Drain(const Clock::time_point& end) {
+  std::uint64_t written = written_;
+  Clock::time_point rest = Clock::now() + READER_REST;
+  while (HasKept() && error_ == 0 && Clock::now() < rest && Clock::now() < end) {
+    co_await changed_.WaitFor(FLUSH_RETRY);
+    Flush();
+    if (written_ != written) {
+      written = written_;
+      rest = Clock::now() + READER_REST;
+    }
+  }
 }
 
 void Output::Flush() {

@@ -8,10 +8,10 @@
 #include <functional>
 #include <memory>
 
-#include "core/unix_listener.h"
+#include "core/unix_socket.h"
 #include "log/log.h"
+#include "options.h"
 #include "server/connection.h"
-#include "server/limits.h"
 
 namespace standin {
 

@@ -17,21 +17,15 @@ constexpr std::uint32_t STATUS_TOO_LONG = 0x2bad005a;
 
 class Session {
  public:
-  Session(Connection& client, const Daemon& daemon)
-      : client_(client),
-        log_(daemon.log),
-        script_(daemon.script),
-        handler_(daemon.handler),
-        proxy_(daemon.proxy),
-        maxPayload_(daemon.maxPayload) {}
+  Session(Connection& client, const Daemon& daemon) : client_(client), daemon_(daemon) {}
 
   Task<> Run() {
-    const Outcome atConnect = script_.AtConnect();
+    const Outcome atConnect = daemon_.script.AtConnect();
     if (atConnect.reply) {
       co_await CloseEarly("connect", atConnect, {});
       co_return;
     }
-    if (proxy_ != nullptr) {
+    if (daemon_.proxy != nullptr) {
       client_.AllowSilence();
     }
     std::string bytes;
@@ -41,13 +35,13 @@ class Session {
       co_return;
     }
     const Header header = DecodeHeader(bytes);
-    const Outcome atHeader = script_.AtHeader(header);
+    const Outcome atHeader = daemon_.script.AtHeader(header);
     if (atHeader.reply) {
       co_await CloseEarly("header", atHeader, header);
       co_return;
     }
-    if (header.length > maxPayload_) {
-      if (proxy_ != nullptr) {
+    if (header.length > daemon_.maxPayload) {
+      if (daemon_.proxy != nullptr) {
         co_await Pass(std::move(bytes), {});
       } else {
         co_await RefusePayload(header);
@@ -66,28 +60,28 @@ class Session {
  private:
   /// All else is between the client and the daemon.
   Task<> Pass(std::string bytes, Object more) {
-    return proxy_->Serve(client_.shared_from_this(), std::move(bytes), std::move(more));
+    return daemon_.proxy->Serve(client_.shared_from_this(), std::move(bytes), std::move(more));
   }
 
   Task<> EndIncomplete(std::string bytes, IoResult result) {
     ReportIncomplete(bytes, result);
-    if (proxy_ != nullptr && result == IoResult::HUNG_UP) {
+    if (daemon_.proxy != nullptr && result == IoResult::HUNG_UP) {
       co_await Pass(std::move(bytes), {});
     }
   }
 
   Task<> ServeRequest(const Header& header, std::string payload) {
     const Request request = DecodeRequest(header, std::move(payload));
-    Outcome outcome = script_.AtRequest(request);
+    Outcome outcome = daemon_.script.AtRequest(request);
     Object more;
     AddEntry(more, outcome);
-    if (outcome.reply->byDefault && handler_ != nullptr) {
-      outcome.reply = co_await handler_->Ask(client_.Number(), request, outcome.entry);
-    } else if (outcome.reply->byDefault && proxy_ != nullptr) {
+    if (outcome.reply->byDefault && daemon_.handler != nullptr) {
+      outcome.reply = co_await daemon_.handler->Ask(client_.Number(), request, outcome.entry);
+    } else if (outcome.reply->byDefault && daemon_.proxy != nullptr) {
       co_await Pass(request.Bytes(), std::move(more));
       co_return;
     }
-    if (outcome.reply->forward && proxy_ == nullptr) {
+    if (outcome.reply->forward && daemon_.proxy == nullptr) {
       outcome.reply = Refusal("no daemon: --forward is missing");
     }
     more.push_back({"reply", DescribeReply(*outcome.reply)});
@@ -95,9 +89,10 @@ class Session {
       more.push_back({"differences", List(outcome.differences.begin(), outcome.differences.end())});
     }
     if (!outcome.reply->forward) {
-      log_.WriteRequest(client_.Number(), request, more);
-    } else if (proxy_ != nullptr) {
-      outcome.reply = co_await proxy_->Ask(client_, request, *outcome.reply, std::move(more));
+      daemon_.log.WriteRequest(client_.Number(), request, more);
+    } else if (daemon_.proxy != nullptr) {
+      outcome.reply =
+          co_await daemon_.proxy->Ask(client_, request, *outcome.reply, std::move(more));
     }
     if (outcome.reply) {
       co_await SendReply(*outcome.reply);
@@ -107,13 +102,13 @@ class Session {
   Task<> SendReply(const Reply& reply) {
     const IoResult result = co_await Play(reply);
     if (result != IoResult::DONE) {
-      log_.Write(client_.Number(), "reply-not-taken", {{"why", TextOf(result)}});
+      daemon_.log.Write(client_.Number(), "reply-not-taken", {{"why", TextOf(result)}});
     }
     const std::string trailing = client_.TakeArrived();
     if (!trailing.empty()) {
       Object line = {{"bytes", trailing.size()}};
-      log_.AddHex(line, trailing);
-      log_.Write(client_.Number(), "trailing-bytes", std::move(line));
+      daemon_.log.AddHex(line, trailing);
+      daemon_.log.Write(client_.Number(), "trailing-bytes", std::move(line));
     }
   }
 
@@ -178,7 +173,7 @@ class Session {
       line.push_back({"code", header.word});
       line.push_back({"length", header.length});
     }
-    log_.Write(client_.Number(), "closed-early", std::move(line));
+    daemon_.log.Write(client_.Number(), "closed-early", std::move(line));
     (void)co_await client_.Pause(outcome.reply->delay);
   }
 
@@ -186,10 +181,10 @@ class Session {
   /// and the client is not hung up on before it has read the reply.
   Task<> RefusePayload(const Header& header) {
     const std::string why = "payload of " + std::to_string(header.length) +
-                            " bytes, the limit is " + std::to_string(maxPayload_);
-    log_.Write(client_.Number(), "refused",
-               {{"code", header.word}, {"length", header.length}, {"why", why}});
-    script_.AtFailure(why);
+                            " bytes, the limit is " + std::to_string(daemon_.maxPayload);
+    daemon_.log.Write(client_.Number(), "refused",
+                      {{"code", header.word}, {"length", header.length}, {"why", why}});
+    daemon_.script.AtFailure(why);
     const std::string frame = EncodeFrame(STATUS_TOO_LONG, why);
     const IoResult sent = co_await client_.Send(frame);
     if (sent == IoResult::DONE) {
@@ -204,24 +199,19 @@ class Session {
       line.push_back({"code", header.word});
       line.push_back({"length", header.length});
     }
-    log_.AddHex(line, bytes);
-    log_.Write(client_.Number(), "incomplete", std::move(line));
-    script_.AtFailure(std::to_string(bytes.size()) + " bytes, then " + TextOf(result));
+    daemon_.log.AddHex(line, bytes);
+    daemon_.log.Write(client_.Number(), "incomplete", std::move(line));
+    daemon_.script.AtFailure(std::to_string(bytes.size()) + " bytes, then " + TextOf(result));
   }
 
   Connection& client_;
-  Log& log_;
-  Script& script_;
-  Handler* handler_;
-  Proxy* proxy_;
-  std::uint64_t maxPayload_;
+  const Daemon& daemon_;
 };
 
 }  // namespace
 
 Task<> PlayDaemon(std::shared_ptr<Connection> client, Daemon daemon) {
-  Session session(*client, daemon);
-  co_await session.Run();
+  co_await Session(*client, daemon).Run();
 }
 
 }  // namespace standin

@@ -23,7 +23,6 @@
 namespace fuzz {
 namespace {
 
-using fake::Fail;
 using fake::Require;
 using standin::Connection;
 using standin::Descriptor;
@@ -118,8 +117,8 @@ class Conversations {
         script_(MakeScript(script)),
         model_(MakeScript(script)),
         logFile_(MemoryFile("")),
-        output_(Descriptor(dup(logFile_.Get()))),
-        log_(output_, false, [] { Fail("the log keeps nothing"); }) {}
+        output_(loop_, changed_, Descriptor(dup(logFile_.Get()))),
+        log_(output_, false) {}
 
   void Connect() {
     std::array<int, 2> ends{};
@@ -203,6 +202,7 @@ class Conversations {
 
   /// Each connection has one line that says what became of its request.
   void CheckLog() const {
+    Require(!output_.HasKept(), "the log keeps nothing");
     std::string text(static_cast<std::size_t>(output_.Written()), '\0');
     Require(pread(logFile_.Get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()),
             "pread");
@@ -240,9 +240,10 @@ class Conversations {
   standin::Script script_;
   standin::Script model_;
   Descriptor logFile_;
+  Loop loop_;
+  standin::Event changed_{loop_.context};
   standin::Output output_;
   standin::Log log_;
-  Loop loop_;
   std::vector<Client> clients_;
   std::size_t running_ = 0;
 };

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/frame.h"
-#include "core/unix_connect.h"
+#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 

@@ -5,8 +5,7 @@
 #include <sys/socket.h>
 
 #include "core/frame.h"
-#include "core/unix_connect.h"
-#include "core/unix_listener.h"
+#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/command_samples.h"

@@ -11,7 +11,7 @@
 
 #include "core/descriptor.h"
 #include "core/frame.h"
-#include "core/unix_connect.h"
+#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 

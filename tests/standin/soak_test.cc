@@ -10,7 +10,7 @@
 #include <random>
 
 #include "core/frame.h"
-#include "core/unix_connect.h"
+#include "core/unix_socket.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 

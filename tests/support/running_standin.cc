@@ -21,7 +21,7 @@
 #include <utility>
 
 #include "core/frame.h"
-#include "core/unix_connect.h"
+#include "core/unix_socket.h"
 #include "tests/support/client.h"
 
 namespace tests {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/steps.h"
-#include "core/unix_listener.h"
+#include "core/unix_socket.h"
 
 namespace tests {
 
