@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 
+#include "core/text.h"
 #include "json/json.h"
 
 namespace contract {
@@ -62,8 +64,11 @@ std::optional<Number> NumberIn(const Json& json, std::string_view member) {
   return found != nullptr ? std::optional(NumberOf<Number>(*found)) : std::nullopt;
 }
 
+template <typename Kind>
+using Known = std::pair<std::string_view, Kind>;
+
 template <typename Kind, std::size_t Size>
-Kind Named(const Json& name, const std::array<std::pair<std::string_view, Kind>, Size>& kinds) {
+Kind Named(const Json& name, const std::array<Known<Kind>, Size>& kinds) {
   const std::string& text = Text(name);
   for (const auto& [known, kind] : kinds) {
     if (known == text) {
@@ -73,57 +78,44 @@ Kind Named(const Json& name, const std::array<std::pair<std::string_view, Kind>,
   throw std::runtime_error("the contract's reader does not know " + text);
 }
 
-ReplyMode ReadMode(const Json& name) {
-  static constexpr std::array<std::pair<std::string_view, ReplyMode>, 4> MODES = {{
-      {"stream", ReplyMode::STREAM},
-      {"print", ReplyMode::PRINT},
-      {"silent", ReplyMode::SILENT},
-      {"none", ReplyMode::NONE},
-  }};
-  return Named(name, MODES);
-}
+constexpr auto MODES = std::to_array<Known<ReplyMode>>({
+    {"stream", ReplyMode::STREAM},
+    {"print", ReplyMode::PRINT},
+    {"silent", ReplyMode::SILENT},
+    {"none", ReplyMode::NONE},
+});
 
-FieldType ReadFieldType(const Json& name) {
-  using enum FieldType;
-  static constexpr std::array<std::pair<std::string_view, FieldType>, 14> TYPES = {{
-      {"uuid-bytes", UUID_BYTES},
-      {"uuid-text", UUID_TEXT},
-      {"u8", U8},
-      {"u32", U32},
-      {"u64", U64},
-      {"f64", F64},
-      {"chars", CHARS},
-      {"text", TEXT},
-      {"json", JSON},
-      {"list", LIST},
-      {"list-area", LIST_AREA},
-      {"digits", DIGITS},
-      {"name", NAME},
-      {"reserved", RESERVED},
-  }};
-  return Named(name, TYPES);
-}
+constexpr auto FIELD_TYPES = std::to_array<Known<FieldType>>({
+    {"uuid-bytes", FieldType::UUID_BYTES},
+    {"uuid-text", FieldType::UUID_TEXT},
+    {"u8", FieldType::U8},
+    {"u32", FieldType::U32},
+    {"u64", FieldType::U64},
+    {"f64", FieldType::F64},
+    {"chars", FieldType::CHARS},
+    {"text", FieldType::TEXT},
+    {"json", FieldType::JSON},
+    {"list", FieldType::LIST},
+    {"list-area", FieldType::LIST_AREA},
+    {"digits", FieldType::DIGITS},
+    {"name", FieldType::NAME},
+    {"reserved", FieldType::RESERVED},
+});
 
-ValueKind ReadValueKind(const Json& name) {
-  static constexpr std::array<std::pair<std::string_view, ValueKind>, 4> KINDS = {{
-      {"text", ValueKind::TEXT},
-      {"natural", ValueKind::NATURAL},
-      {"number", ValueKind::NUMBER},
-      {"list", ValueKind::LIST},
-  }};
-  return Named(name, KINDS);
-}
+constexpr auto VALUE_KINDS = std::to_array<Known<ValueKind>>({
+    {"text", ValueKind::TEXT},
+    {"natural", ValueKind::NATURAL},
+    {"number", ValueKind::NUMBER},
+    {"list", ValueKind::LIST},
+});
 
-template <typename Record>
-const Record* FindNamed(const std::vector<Record>& records, std::string_view name) {
-  const auto found = std::find_if(records.begin(), records.end(),
-                                  [&](const Record& record) { return record.name == name; });
+/// The record that has this value in its member `Key`; null if there is none.
+template <auto Key, typename Record, typename Value>
+const Record* FindBy(const std::vector<Record>& records, const Value& value) {
+  const auto found = std::find_if(records.begin(), records.end(), [&](const Record& record) {
+    return std::invoke(Key, record) == value;
+  });
   return found != records.end() ? &*found : nullptr;
-}
-
-template <typename Record>
-const Record* NamedBy(const Json& json, const char* member, const std::vector<Record>& records) {
-  return FindNamed(records, TextIn(json, member));
 }
 
 template <typename Record, typename Read>
@@ -148,13 +140,13 @@ Names ReadNames(const Json& json) {
 Field ReadField(const Json& json, const Contract& contract, const Json& types) {
   const Json& type = At(json, "type");
   return {.name = Text(At(json, "name")),
-          .type = ReadFieldType(type),
-          .value = ReadValueKind(At(At(types, Text(type)), "json")),
+          .type = Named(type, FIELD_TYPES),
+          .value = Named(At(At(types, Text(type)), "json"), VALUE_KINDS),
           .offset = NumberIn<std::size_t>(json, "offset").value_or(0),
           .width = NumberIn<std::size_t>(json, "width").value_or(0),
           .part = NumberIn<int>(json, "part"),
           .of = TextIn(json, "of"),
-          .names = NamedBy(json, "names", contract.names),
+          .names = FindBy<&Names::name>(contract.names, TextIn(json, "names")),
           .counts = TextIn(json, "counts")};
 }
 
@@ -177,11 +169,11 @@ Option ReadOption(const Json& json, const Contract& contract) {
           .most = NumberIn<std::uint64_t>(limits, "most"),
           .bytes = NumberIn<std::size_t>(limits, "bytes"),
           .entries = NumberIn<std::size_t>(limits, "entries"),
-          .names = NamedBy(json, "names", contract.names)};
+          .names = FindBy<&Names::name>(contract.names, TextIn(json, "names"))};
 }
 
 Reply ReadReply(const Json& json) {
-  Reply reply{.mode = ReadMode(At(json, "mode")), .pieces = {}, .members = {}};
+  Reply reply{.mode = Named(At(json, "mode"), MODES), .pieces = {}, .members = {}};
   if (reply.mode == ReplyMode::STREAM) {
     reply.pieces = ReadTexts(At(json, "default"));
   } else if (reply.mode == ReplyMode::PRINT) {
@@ -213,23 +205,13 @@ std::string Bytes(Number number) {
   return {bytes.begin(), bytes.end()};
 }
 
-/// Of lower-case digits, as the generator writes them.
-std::string HexBytes(std::string_view digits) {
-  const auto valueOf = [](char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; };
-  std::string bytes;
-  for (std::size_t index = 0; index + 1 < digits.size(); index += 2) {
-    bytes += static_cast<char>(valueOf(digits[index]) * 16 + valueOf(digits[index + 1]));
-  }
-  return bytes;
-}
-
 RequestPart ReadPart(const Json& json) {
   const auto& [kind, value] = As<standin::Object>(json).at(0);
   const auto* const real = value.As<double>();
   std::string bytes = kind == "u32"   ? Bytes(NumberOf<std::uint32_t>(value))
                       : kind == "u64" ? Bytes(NumberOf<std::uint64_t>(value))
                       : kind == "f64" ? Bytes(real != nullptr ? *real : NumberOf<double>(value))
-                                      : HexBytes(Text(value));
+                                      : standin::FromHex(Text(value));
   return {std::move(bytes), NumberIn<std::size_t>(json, "times").value_or(1), kind != "bytes"};
 }
 
@@ -259,12 +241,11 @@ Command ReadCommand(const Json& json, const Contract& contract) {
   return {
       .word = Text(At(json, "word")),
       .code = NumberOf<std::uint32_t>(At(json, "code")),
-      .since = Text(At(json, "since")),
       .check = Text(At(json, "check")),
       .timeoutSeconds = NumberOf<std::uint32_t>(At(json, "timeout")),
       .reply = ReadReply(At(json, "reply")),
       .with = ReadWith(At(json, "reply")),
-      .payload = NamedBy(json, "payload", contract.payloads),
+      .payload = FindBy<&Payload::name>(contract.payloads, TextIn(json, "payload")),
       .options = ReadTexts(At(json, "options")),
       .words = ReadList<Word>(
           At(json, "words"),
@@ -281,9 +262,6 @@ Contract Read() {
   Contract contract;
   contract.socketPath = Text(At(json, "socketPath"));
   contract.helpOrder = Text(At(json, "helpOrder"));
-  for (const auto& [name, meaning] : As<standin::Object>(At(json, "checks"))) {
-    contract.checks.push_back(name);
-  }
   contract.names = ReadList<Names>(At(json, "names"), ReadNames);
   contract.payloads = ReadList<Payload>(At(json, "payloads"), [&](const Json& payload) {
     return ReadPayload(payload, contract, At(json, "fieldTypes"));
@@ -313,27 +291,24 @@ std::string Example::Request(std::endian order) const {
 }
 
 std::string_view Names::NameOf(std::uint64_t number) const {
-  const auto found = std::find_if(numbers.begin(), numbers.end(),
-                                  [&](const NamedNumber& row) { return row.number == number; });
-  return found != numbers.end() ? std::string_view(found->name) : "";
+  const NamedNumber* const found = FindBy<&NamedNumber::number>(numbers, number);
+  return found != nullptr ? std::string_view(found->name) : "";
 }
 
-const Field* Payload::FieldNamed(std::string_view field) const { return FindNamed(fields, field); }
+const Field* Payload::FieldNamed(std::string_view field) const {
+  return FindBy<&Field::name>(fields, field);
+}
 
 const Command* Contract::CommandOfCode(std::uint32_t code) const {
-  const auto found = std::find_if(commands.begin(), commands.end(),
-                                  [&](const Command& command) { return command.code == code; });
-  return found != commands.end() ? &*found : nullptr;
+  return FindBy<&Command::code>(commands, code);
 }
 
 const Command* Contract::CommandOfWord(std::string_view word) const {
-  const auto found = std::find_if(commands.begin(), commands.end(),
-                                  [&](const Command& command) { return command.word == word; });
-  return found != commands.end() ? &*found : nullptr;
+  return FindBy<&Command::word>(commands, word);
 }
 
 const Option* Contract::OptionOfName(std::string_view name) const {
-  return FindNamed(options, name);
+  return FindBy<&Option::name>(options, name);
 }
 
 const Contract& Get() {

@@ -126,8 +126,7 @@ struct Word {
 struct Command {
   std::string word;
   std::uint32_t code;
-  std::string since;  ///< first version that has it, such as "1.0.0"
-  std::string check;  ///< one of Contract::checks
+  std::string check;
   std::uint32_t timeoutSeconds;
   Reply reply;
   std::optional<ReplyWith> with;
@@ -161,7 +160,6 @@ struct Diagnostic {
 struct Contract {
   std::string socketPath;  ///< the default one
   std::string helpOrder;   ///< letters of the options as the help text lists them
-  std::vector<std::string> checks;
   std::vector<Names> names;
   std::vector<Payload> payloads;
   std::vector<Option> options;    ///< in the order of the long-option table

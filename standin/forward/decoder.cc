@@ -65,26 +65,18 @@ void ConversationDecoder::FromDaemon(std::string_view bytes) {
     daemon_.bytes += bytes.substr(0, most - std::min<std::uint64_t>(most, daemon_.bytes.size()));
     return;
   }
-  const std::optional<Header> header = Collect(daemon_, bytes);
-  if (header) {
-    LogReplyFrame(*header);
+  if (const std::optional<Header> header = Collect(daemon_, bytes)) {
+    LogReply({{"from", "daemon"},
+              {"type", "frame"},
+              {"status", header->word},
+              {"statusHex", HexWord(header->word)},
+              {"length", header->length}},
+             std::string_view(daemon_.bytes).substr(HEADER_SIZE), header->length);
   }
 }
 
-void ConversationDecoder::LogReplyFrame(const Header& header) {
-  Object line = {{"from", "daemon"},
-                 {"type", "frame"},
-                 {"status", header.word},
-                 {"statusHex", HexWord(header.word)},
-                 {"length", header.length}};
-  log_.AddText(line, "text", std::string_view(daemon_.bytes).substr(HEADER_SIZE), header.length);
-  log_.AddHex(line, daemon_.bytes);
-  log_.Write(connection_, "reply", std::move(line));
-}
-
-void ConversationDecoder::LogStream() {
-  Object line = {{"from", "daemon"}, {"type", "stream"}, {"bytes", daemon_.total}};
-  log_.AddText(line, "text", daemon_.bytes, daemon_.total);
+void ConversationDecoder::LogReply(Object line, std::string_view text, std::uint64_t size) {
+  log_.AddText(line, "text", text, size);
   log_.AddHex(line, daemon_.bytes);
   log_.Write(connection_, "reply", std::move(line));
 }
@@ -111,7 +103,8 @@ void ConversationDecoder::End(bool hungUp) {
     recorder_->End(connection_, !IsStream(), hungUp);
   }
   if (mode_ == contract::ReplyMode::STREAM) {
-    LogStream();
+    LogReply({{"from", "daemon"}, {"type", "stream"}, {"bytes", daemon_.total}}, daemon_.bytes,
+             daemon_.total);
   } else {
     LogNotDecoded(daemon_, "daemon");
   }

@@ -55,8 +55,8 @@ class ConversationDecoder {
   /// Keeps `bytes` while the frame they belong to is incomplete and within the
   /// limit. The frame's header once it is complete.
   std::optional<Header> Collect(Side& side, std::string_view bytes) const;
-  void LogReplyFrame(const Header& header);
-  void LogStream();
+  /// `text`: what has been kept of `size` bytes.
+  void LogReply(Object line, std::string_view text, std::uint64_t size);
   void LogNotDecoded(const Side& side, const char* from);
 
   Log& log_;

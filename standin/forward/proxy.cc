@@ -24,22 +24,14 @@ constexpr std::size_t PIECE = 65536;
 
 /// Both directions of a conversation.
 struct Conversation {
-  Conversation(Loop& loop, Connection& newClient, Connection& newDaemon, std::string newFirst,
-               ConversationDecoder newDecoder)
-      : client(newClient),
-        daemon(newDaemon),
-        first(std::move(newFirst)),
-        decoder(std::move(newDecoder)),
-        ended(loop.context) {}
-
   Connection& client;
   Connection& daemon;
   std::string first;  ///< of the client, received before
   ConversationDecoder decoder;
+  Event ended;               ///< of a direction
   bool clientEnded = false;  ///< it has hung up or sends no more
   bool hungUp = false;       ///< the daemon has, before the client
   int open = 2;              ///< directions
-  Event ended;               ///< of a direction
 };
 
 /// Passes bytes on until one side takes or sends no more.
@@ -200,9 +192,12 @@ Task<> Proxy::Serve(std::shared_ptr<Connection> client, std::string first, Objec
   if (!daemon) {
     co_return;
   }
-  Conversation conversation(
-      loop_, *client, *daemon, std::move(first),
-      {log_, recorder_, client->Number(), limits_.maxPayload, std::move(more)});
+  Conversation conversation{
+      .client = *client,
+      .daemon = *daemon,
+      .first = std::move(first),
+      .decoder = {log_, recorder_, client->Number(), limits_.maxPayload, std::move(more)},
+      .ended = Event(loop_.context)};
   bool replyEnded = false;
   const auto atEnd = [&](const std::exception_ptr& /*error*/) {
     replyEnded = true;

@@ -46,16 +46,10 @@ Value NumberValue(double number) {
 
 List SplitList(std::string_view text) {
   List list;
-  while (!text.empty()) {
-    const std::size_t comma = text.find(',');
-    list.emplace_back(text.substr(0, comma));
-    if (comma == std::string_view::npos) {
-      break;
-    }
-    text.remove_prefix(comma + 1);
-    if (text.empty()) {
-      list.emplace_back("");
-    }
+  std::size_t begin = 0;
+  for (std::size_t comma = 0; !text.empty() && comma != std::string_view::npos; begin = comma + 1) {
+    comma = text.find(',', begin);
+    list.emplace_back(text.substr(begin, comma - begin));
   }
   return list;
 }
@@ -90,6 +84,11 @@ class Decoder {
 
  private:
   void Warn(std::string text) { request_.warnings.push_back(std::move(text)); }
+  void WarnUnless(bool good, const Field& field, const char* text) {
+    if (!good) {
+      Warn(field.name + text);
+    }
+  }
 
   void CheckSize(const contract::Payload& layout) {
     const std::string length = "length " + std::to_string(payload_.size());
@@ -114,32 +113,26 @@ class Decoder {
   /// The text before the first NUL, or all of `bytes`, with a warning.
   std::string_view Terminated(const Field& field, std::string_view bytes) {
     const std::size_t end = bytes.find('\0');
-    if (end == std::string_view::npos) {
-      Warn(field.name + " has no terminator");
-    }
+    WarnUnless(end != std::string_view::npos, field, " has no terminator");
     return bytes.substr(0, end);
   }
 
   /// Like Terminated; what follows the terminator has to be zero.
   std::string_view ZeroFilled(const Field& field, std::string_view bytes) {
     const std::string_view text = Terminated(field, bytes);
-    if (bytes.find_first_not_of('\0', text.size()) != std::string_view::npos) {
-      Warn(field.name + " has bytes after its terminator");
-    }
+    WarnUnless(bytes.find_first_not_of('\0', text.size()) == std::string_view::npos, field,
+               " has bytes after its terminator");
     return text;
   }
 
   Value CheckedUuid(const Field& field, std::string_view text) {
-    if (!IsUuid(text) || text.find_first_of("ABCDEF") != std::string_view::npos) {
-      Warn(field.name + " is not a UUID of lower-case digits");
-    }
+    WarnUnless(IsUuid(text) && text.find_first_of("ABCDEF") == std::string_view::npos, field,
+               " is not a UUID of lower-case digits");
     return text;
   }
 
   Value CheckedJson(const Field& field, std::string_view text) {
-    if (!IsJson(text)) {
-      Warn(field.name + " is not valid JSON");
-    }
+    WarnUnless(IsJson(text), field, " is not valid JSON");
     return text;
   }
 
@@ -147,11 +140,9 @@ class Decoder {
   Value Digits(const Field& field, std::string_view digits) {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error != std::errc{} || end != digits.data() + digits.size()) {
-      Warn(field.name + " is not a number");
-      return digits;
-    }
-    return number;
+    const bool good = error == std::errc{} && end == digits.data() + digits.size();
+    WarnUnless(good, field, " is not a number");
+    return good ? Value(number) : Value(digits);
   }
 
   Value Name(const Field& field) {
