@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <asio/signal_set.hpp>
 #include <climits>
 #include <csignal>
@@ -40,6 +41,7 @@ constexpr milliseconds LOG_GRACE{200};
 constexpr milliseconds HANDLER_GRACE{200};
 /// Between two tries of what cannot be waited for: a lock, a reader, room in a pipe.
 constexpr milliseconds RETRY{5};
+constexpr Clock::time_point NEVER = Clock::time_point::max();
 
 /// Writes to standard error; gives up on a reader who takes nothing for a while.
 void Report(const std::string& text) {
@@ -132,7 +134,7 @@ class Run {
     }
   }
 
-  [[nodiscard]] bool Interrupted() const { return deadline_ != Clock::time_point::max(); }
+  [[nodiscard]] bool Interrupted() const { return deadline_ != NEVER; }
 
   /// Waits until `done` is true, no longer than to `end`, which may change meanwhile.
   template <typename Done>
@@ -143,7 +145,10 @@ class Run {
   }
 
   Task<> Main() {
-    co_await TakePath();
+    co_await Retry([&] {
+      listener_ = TakeSocketPath(options_.socketPath, options_.mode);
+      return listener_ != nullptr;
+    });
     co_await OpenFiles();
     if (Interrupted()) {
       if (timedOut_) {
@@ -166,10 +171,12 @@ class Run {
     co_await Serve();
     if (handler_) {
       handler_->EndInput();
-      co_await Await([&] { return handler_->HasEnded(); }, Clock::now() + HANDLER_GRACE);
+      const Clock::time_point end = Clock::now() + HANDLER_GRACE;
+      co_await Await([&] { return handler_->HasEnded(); }, end);
     }
     timeout_.cancel();
-    for (Output* const output : {&standard_, Address(logFile_), Address(captureFile_)}) {
+    const std::array outputs = {&standard_, Address(logFile_), Address(captureFile_)};
+    for (Output* const output : outputs) {
       if (output != nullptr) {
         co_await output->Drain(logDeadline_);
       }
@@ -177,26 +184,24 @@ class Run {
     exitValue_ = Conclude();
   }
 
-  Task<> TakePath() {
-    while (!listener_ && !Interrupted()) {
-      listener_ = TakeSocketPath(options_.socketPath, options_.mode);
-      if (!listener_) {
-        co_await changed_.WaitFor(RETRY);
-      }
+  /// Tries until `attempt` is true.
+  template <typename Attempt>
+  Task<> Retry(Attempt attempt) {
+    while (!Interrupted() && !attempt()) {
+      co_await changed_.WaitFor(RETRY);
     }
   }
 
-  /// Opens what is written to, and waits for the reader of a FIFO.
+  /// Opens what is written to, and waits for the reader of a FIFO. `path`: empty: none.
   Task<> OpenFile(const char* what, const std::string& path, Opening opening,
                   std::optional<Output>& file) {
-    while (!path.empty() && !file && !Interrupted()) {
-      Descriptor opened = OpenOutput(what, path, opening);
+    co_await Retry([&] {
+      Descriptor opened = path.empty() ? Descriptor() : OpenOutput(what, path, opening);
       if (opened.Get() >= 0) {
         file.emplace(loop_, changed_, std::move(opened));
-      } else {
-        co_await changed_.WaitFor(RETRY);
       }
-    }
+      return path.empty() || file;
+    });
   }
 
   Task<> OpenFiles() {
@@ -264,14 +269,14 @@ class Run {
       return Interrupted() || server.HasEnded() || LogOutput().Error() != 0 ||
              (command_ && command_->HasEnded());
     };
-    co_await Await(toEnd, Clock::time_point::max());
+    co_await Await(toEnd, NEVER);
 
     const Clock::time_point end = std::min(deadline_, Clock::now() + GRACE);
     loop_.SetState(Loop::State::STOPPING);
     server.Stop();
     co_await Await(serverEnded, end);
     loop_.SetState(Loop::State::ENDING);
-    co_await Await(serverEnded, Clock::time_point::max());
+    co_await Await(serverEnded, NEVER);
     if (command_) {
       // If it outlives the server, as after --count, it is given its time.
       co_await Await([&] { return command_->HasEnded(); }, deadline_);
@@ -330,7 +335,7 @@ class Run {
   Loop loop_;
   Event changed_{loop_.context};  ///< of anything that Main waits for
   asio::signal_set signals_{loop_.context};
-  Clock::time_point deadline_ = Clock::time_point::max();  ///< of the end, after a signal
+  Clock::time_point deadline_ = NEVER;  ///< of the end, after a signal
   Clock::time_point logDeadline_ = deadline_;
   Timer timeout_{loop_.context.get_executor()};
   bool timedOut_ = false;

@@ -211,7 +211,8 @@ class Session {
 }  // namespace
 
 Task<> PlayDaemon(std::shared_ptr<Connection> client, Daemon daemon) {
-  co_await Session(*client, daemon).Run();
+  Session session(*client, daemon);
+  co_await session.Run();
 }
 
 }  // namespace standin
