@@ -49,22 +49,12 @@ void AppendEscape(std::string& line, unsigned unit) {
 }
 
 void AppendCharacter(std::string& line, char32_t character) {
-  switch (character) {
-    case '"':
-    case '\\':
-      line.push_back('\\');
-      line.push_back(static_cast<char>(character));
-      return;
-    case '\n':
-      line += "\\n";
-      return;
-    case '\t':
-      line += "\\t";
-      return;
-    default:
-      break;
-  }
-  if (character >= 0x20 && character < 0x7f) {
+  if (character == '\n') {
+    line += "\\n";
+  } else if (character == '\t') {
+    line += "\\t";
+  } else if (character >= 0x20 && character < 0x7f) {
+    line += character == '"' || character == '\\' ? "\\" : "";
     line.push_back(static_cast<char>(character));
   } else if (character < 0x10000) {
     AppendEscape(line, character);

@@ -115,11 +115,7 @@ Task<SharedReply> Handler::ReplyTo(std::string line, std::uint64_t connection) {
 }
 
 Task<SharedReply> Handler::Ask(std::uint64_t connection, const Request& request,
-                               const std::string& entry) {
-  Object more;
-  if (!entry.empty()) {
-    more.push_back({"entry", entry});
-  }
+                               const Object& more) {
   std::string line = log_.RequestLine(connection, request, more, LONGEST_LINE);
   Event turn(loop_.context);
   waiting_.push_back(&turn);

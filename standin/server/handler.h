@@ -23,11 +23,12 @@ class Handler {
   /// loop runs. Throws std::system_error.
   Handler(Loop& loop, Log& log, const std::string& command, std::chrono::milliseconds patience);
 
-  /// The handler's reply to a request, after those to all earlier ones. A handler that ends,
+  /// The handler's reply to a request, after those to all earlier ones. It reads what a log
+  /// line shows of the request, and the members of `more`. A handler that ends,
   /// is silent for too long or prints anything but one line for each request is asked no
   /// more: this one and all later ones are refused.
   [[nodiscard]] Task<SharedReply> Ask(std::uint64_t connection, const Request& request,
-                                      const std::string& entry);
+                                      const Object& more);
 
   /// Its input ends, so that it ends too.
   void EndInput();

@@ -76,7 +76,7 @@ class Session {
     Object more;
     AddEntry(more, outcome);
     if (outcome.reply->byDefault && daemon_.handler != nullptr) {
-      outcome.reply = co_await daemon_.handler->Ask(client_.Number(), request, outcome.entry);
+      outcome.reply = co_await daemon_.handler->Ask(client_.Number(), request, more);
     } else if (outcome.reply->byDefault && daemon_.proxy != nullptr) {
       co_await Pass(request.Bytes(), std::move(more));
       co_return;
