@@ -1,11 +1,10 @@
 """What the Ansible module in cluster/ takes from the contract: its arguments, with their
-documentation, and what it checks of them."""
+documentation, and what it checks of them. The collection has links to both files."""
 
 import pprint
 
 import yaml
 
-COLLECTION = "cluster/ansible_collections/trel/tool/plugins/"
 # Ansible's own tests ask for the last two lines in each file of a collection.
 HEAD = '''"""{}
 
@@ -22,8 +21,8 @@ TYPES = {"none": "bool", "number": "int", "json": "json", "uuid-list": "list"}
 
 def files(contract):
     """The path of each file, with its text."""
-    yield COLLECTION + "module_utils/commands.py", facts(contract)
-    yield COLLECTION + "doc_fragments/arguments.py", documentation(contract)
+    yield "generated/ansible/commands.py", facts(contract)
+    yield "generated/ansible/arguments.py", documentation(contract)
 
 
 def arguments(contract):

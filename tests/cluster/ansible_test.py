@@ -5,6 +5,7 @@ import json
 import re
 import shutil
 import subprocess
+import tarfile
 
 import hosts
 from cookbook import ROOT, ClusterTest, main, recipe
@@ -239,7 +240,9 @@ class Collection(ClusterTest):
     def test_it_can_be_packed(self):
         target = self.cluster.folder / "built"
         self.run_here("ansible-galaxy", "collection", "build", "--output-path", str(target))
-        self.assertTrue((target / "trel-tool-1.0.0.tar.gz").exists())
+        with tarfile.open(target / "trel-tool-1.0.0.tar.gz") as packed:
+            arguments = packed.getmember("plugins/module_utils/commands.py")
+            self.assertTrue(arguments.isfile(), "it holds a link out of the collection")
 
 
 if __name__ == "__main__":
