@@ -34,7 +34,7 @@ Loader.add_constructor("tag:yaml.org,2002:map",
 
 def load(folder=FOLDER):
     """The whole contract as one object, commands in the order of their codes."""
-    schema = _read(folder / "schema.yaml")
+    schema = read_schema((folder / "schema.yaml").read_text())
     contract, origins = {}, {}
     for path in sorted((folder / "contract").glob("*.yaml")):
         for key, value in _read(path).items():
@@ -57,6 +57,21 @@ def _read(path):
         return yaml.load(path.read_text(), Loader)
     except yaml.YAMLError as error:
         raise ContractError(f"{path}: {error}") from error
+
+
+def read_schema(text):
+    """A JSON schema in YAML, in which `members` are the properties of an object without others."""
+    def expand(node):
+        if isinstance(node, list):
+            return [expand(item) for item in node]
+        if not isinstance(node, dict):
+            return node
+        node = {key: expand(value) for key, value in node.items()}
+        if "members" in node:
+            node |= {"type": "object", "additionalProperties": False,
+                     "properties": node.pop("members")}
+        return node
+    return expand(yaml.load(text, Loader))
 
 
 def _check_schema(contract, schema, origins):
@@ -108,11 +123,26 @@ def _fill_in(contract, definitions):
             example["request"] = parse_request(example["request"])
         command["examples"][0].setdefault("name", command["word"])
     for payload in contract["payloads"]:
-        if isinstance(payload["length"], int):
-            payload["length"] = {"least": payload["length"], "most": payload["length"]}
-        payload["length"].setdefault("most", None)
         for field in payload["fields"]:
             fill(field, definitions["field"])
+        _lay_out(payload, contract["fieldTypes"])
+
+
+def _lay_out(payload, types):
+    """Fills in where each field is: after the one before, and parts in the same whole payload.
+    Without a length the payload is as long as its fields."""
+    length, end = payload["length"], 0
+    for index, field in enumerate(payload["fields"]):
+        place = {"offset": end}
+        if field["type"] == "name":
+            place = {}
+        elif "part" in field:
+            place = {"offset": 0, "width": length.get("least", 0)}
+        elif width := field.get("width", types.get(field["type"], {}).get("width")):
+            place["width"] = width
+            end += width
+        payload["fields"][index] = {"name": field["name"], "type": field["type"], **place, **field}
+    payload["length"] = {"least": end, "most": None if length else end, **length}
 
 
 def _reply_member(name, value):
@@ -170,10 +200,14 @@ class _Checker:
                                  for command in commands for example in command["examples"]])
         letters = sorted(option["letter"] for option in options)
         self._require(letters == sorted(self.contract["helpOrder"]), "helpOrder", "lacks an option")
-        for command in commands:
-            self._check_command(command)
         for payload in self.contract["payloads"]:
             self._check_payload(payload)
+        for command in commands:
+            self._check_command(command)
+        shown = {command["payload"] for command in commands for example in command["examples"]
+                 if "fields" in example}
+        for name, payload in self.payloads.items():
+            self._require(name in shown or not payload["fields"], name, "no example has its fields")
         for option in options:
             takes = option["type"] != "none"
             self._require(takes == bool(option["argument"]), option["name"],
@@ -245,12 +279,9 @@ class _Checker:
             self._require(field in fields, name, f"{field} is no field of its payload")
 
     def _check_payload(self, payload):
-        name, end = payload["name"], 0
+        name = payload["name"]
         names = {field["name"] for field in payload["fields"]}
         self._unique(f"field of {name}", [field["name"] for field in payload["fields"]])
-        used = any(payload["name"] == command["payload"] and "fields" in example
-                   for command in self.contract["commands"] for example in command["examples"])
-        self._require(used or not names, name, "no example has its fields")
         for field in payload["fields"]:
             place = f"{name}.{field['name']}"
             self._known("fieldTypes", field["type"], place)
@@ -261,13 +292,9 @@ class _Checker:
             if field["type"] == "name":
                 self._require("of" in field and "names" in field, place, "needs of and names")
                 continue
+            to_end = field["type"] in TO_END and field == payload["fields"][-1]
+            self._require(to_end != ("width" in field), place,
+                          "only a text or a list at the end goes to the end, and has no width")
             width = self.contract["fieldTypes"][field["type"]].get("width", field.get("width"))
-            self._require(width == field.get("width"), place, f"its width is {width}")
-            self._require((width is None) == (field["type"] in TO_END), place,
-                          "only a text or a list goes to the end")
-            if "part" not in field:
-                self._require(field.get("offset") == end, place, f"is not at the offset {end}")
-                end += width or payload["length"]["least"] - end
-        self._require(end == payload["length"]["least"] or any("part" in field for field in
-                      payload["fields"]), name, f"its fields end at {end}")
-
+            self._require(width == field.get("width") or "part" in field, place,
+                          f"its width is {width}")
