@@ -66,11 +66,13 @@ def read_schema(text):
             return [expand(item) for item in node]
         if not isinstance(node, dict):
             return node
-        node = {key: expand(value) for key, value in node.items()}
-        if "members" in node:
-            node |= {"type": "object", "additionalProperties": False,
-                     "properties": node.pop("members")}
-        return node
+        expanded = {}
+        for key, value in node.items():
+            if key == "members":
+                expanded |= {"type": "object", "additionalProperties": False}
+                key = "properties"
+            expanded[key] = expand(value)
+        return expanded
     return expand(yaml.load(text, Loader))
 
 

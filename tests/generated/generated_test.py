@@ -241,6 +241,9 @@ class Manual(unittest.TestCase):
         examples = examples.replace("\\-", "-").replace("\\e\n", "")
         lines = re.findall(r"^(?:\.Dl )?\$ (.*)", examples, re.MULTILINE)
         self.assertEqual(len(lines), 3)
+        pathlib.Path(folder, "rules.json").write_text(
+            re.search(r"^\{\n.*?^\}$", read("standin/trel-standin.8"), re.MULTILINE | re.DOTALL)[0])
+        lines.append("trel-standin --check --script rules.json && echo feasible")
         shutil.copy(ROOT / "standin/examples/maintenance.json", f"{folder}/expected.json")
         script = pathlib.Path(folder, "script")
         script.write_text(f"#!/bin/sh\n{ROOT}/standin/examples/maintenance.sh trel-tool drawer\n")
