@@ -77,8 +77,14 @@ def read_schema(text):
 
 
 def _check_schema(contract, schema, origins):
-    error = jsonschema.exceptions.best_match(
-        jsonschema.Draft202012Validator(schema).iter_errors(contract))
+    def name_in(_, key, name, __):
+        names = [entry if isinstance(entry, str) else entry.get("word") or entry.get("name")
+                 for entry in contract[key]]
+        if name not in names:
+            yield jsonschema.ValidationError(f"{name} is none of the {key}")
+
+    validator = jsonschema.validators.extend(jsonschema.Draft202012Validator, {"nameIn": name_in})
+    error = jsonschema.exceptions.best_match(validator(schema).iter_errors(contract))
     if error is None:
         return
     place, value = [], contract
@@ -119,7 +125,7 @@ def _fill_in(contract, definitions):
                 reply["default"] = [_reply_member(*item) for item in reply["default"].items()]
         command["listed"] = "help" in command
         if "summary" not in command:
-            command["summary"] = command.get("help", "").split(". ")[0].removesuffix(".")
+            command["summary"] = command["help"].split(". ")[0].removesuffix(".")
         for example in command["examples"]:
             fill(example, definitions["example"])
             example["request"] = parse_request(example["request"])
@@ -200,8 +206,6 @@ class _Checker:
         self._unique("option", [option[key] for key in ("letter", "name") for option in options])
         self._unique("example", [example.get("name", f"{command['word']} has one without a name")
                                  for command in commands for example in command["examples"]])
-        letters = sorted(option["letter"] for option in options)
-        self._require(letters == sorted(self.contract["helpOrder"]), "helpOrder", "lacks an option")
         for payload in self.contract["payloads"]:
             self._check_payload(payload)
         for command in commands:
@@ -210,14 +214,6 @@ class _Checker:
                  if "fields" in example}
         for name, payload in self.payloads.items():
             self._require(name in shown or not payload["fields"], name, "no example has its fields")
-        for option in options:
-            takes = option["type"] != "none"
-            self._require(takes == bool(option["argument"]), option["name"],
-                          "needs both a type and an argument, or neither")
-            self._known("names", option.get("names"), option["name"])
-        for diagnostic in self.contract["diagnostics"]:
-            self._known("options", diagnostic.get("option"), diagnostic["text"])
-            self._known("checks", diagnostic.get("check"), diagnostic["text"])
 
     @staticmethod
     def _require(holds, place, text):
@@ -228,28 +224,14 @@ class _Checker:
         for value in values:
             self._require(values.count(value) == 1, f"{what} {value}", "stands twice")
 
-    def _known(self, key, name, place):
-        entries = self.contract[key]
-        names = entries if isinstance(entries, dict) else [
-            entry.get("word") or entry["name"] for entry in entries]
-        self._require(name is None or name in names, place, f"{name} is none of the {key}")
-
     def _check_command(self, command):
         word = command["word"]
-        self._known("checks", command["check"], word)
-        self._known("replyModes", command["reply"]["mode"], word)
-        self._known("payloads", command["payload"], word)
-        self._known("commands", command.get("counterpart"), word)
-        self._known("effects", command["effect"], word)
-        self._require(command["summary"], word, "needs a help or a summary")
         for option in command["options"]:
-            self._known("options", option, word)
             self._require(option not in self.contract["commonOptions"], word,
                           f"{option} is an option of every command")
         fields = {field["name"]: field for field in self.payloads[command["payload"]]["fields"]}
         other = command["reply"].get("with")
         if other:
-            self._known("replyModes", other["mode"], word)
             self._require(other["option"] in command["options"] and other["field"] in fields,
                           word, "reply.with names an option or a field that it does not have")
         for reply in filter(None, (command["reply"], other)):
@@ -286,13 +268,10 @@ class _Checker:
         self._unique(f"field of {name}", [field["name"] for field in payload["fields"]])
         for field in payload["fields"]:
             place = f"{name}.{field['name']}"
-            self._known("fieldTypes", field["type"], place)
-            self._known("names", field.get("names"), place)
             for key in ("of", "counts"):
                 self._require(field.get(key) is None or field[key] in names, place,
                               f"{key} names no field of the payload")
             if field["type"] == "name":
-                self._require("of" in field and "names" in field, place, "needs of and names")
                 continue
             to_end = field["type"] in TO_END and field == payload["fields"][-1]
             self._require(to_end != ("width" in field), place,

@@ -117,7 +117,8 @@ class Contract(Copy):
                  "info-rebalance: its default reply repeats id, which is no field"),
                 ("moves.yaml", "effect: changes", "effect: changse",
                  "changse is none of the effects"),
-                ("options.yaml", "    type: uuid\n", "", "uuid: needs both a type and an argument")]:
+                ("options.yaml", "    type: uuid\n", "",
+                 "options.uuid: 'type' is a dependency of 'argument'")]:
             with self.subTest(message):
                 self.replace(folder + name, old, new)
                 with self.assertRaises(contract.ContractError) as refusal:
