@@ -77,11 +77,6 @@ class OnOneMachine(unittest.TestCase):
         fields = requests[0]["fields"]
         self.assertEqual((fields["exclusionList"], fields["exclusionMode"]), (UUIDS, 1))
 
-    def test_harness_asks_its_own_stand_in(self):
-        run, requests = self.cook("harness")
-        self.assertEqual((run.returncode, run.stderr, requests), (0, "", []))
-        self.assertIn("{", run.stdout)
-
     def test_catalogue_lists_the_slow_commands(self):
         run, _ = self.cook("catalogue", catalogue=str(ROOT / "generated/commands.json"))
         self.assertEqual(run.stdout.split(), ["resources-to-fix-unhealthy-objects",
