@@ -115,6 +115,8 @@ def _fill_in(contract, definitions):
     contract["commands"].sort(key=lambda command: command["code"])
     order = [command["payload"] for command in contract["commands"]]
     contract["payloads"].sort(key=lambda payload: (*order, payload["name"]).index(payload["name"]))
+    for option in contract["options"]:
+        option["argument"] = contract["argumentTypes"][option["type"]]
     for diagnostic in contract["diagnostics"]:
         diagnostic["exit"] = str(diagnostic["exit"])
     for command in contract["commands"]:

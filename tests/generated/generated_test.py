@@ -115,10 +115,9 @@ class Contract(Copy):
                  "level: no example has its fields"),
                 ("rebalance.yaml", "{uuid: $uuid, running", "{uuid: $id, running",
                  "info-rebalance: its default reply repeats id, which is no field"),
-                ("moves.yaml", "effect: changes", "effect: changse",
-                 "changse is none of the effects"),
-                ("options.yaml", "    type: uuid\n", "",
-                 "options.uuid: 'type' is a dependency of 'argument'")]:
+                ("objects.yaml", "effect: asks", "effect: aks", "aks is none of the effects"),
+                ("options.yaml", "type: uuid\n", "type: uid\n",
+                 "options.yaml: options.uuid.type: uid is none of the argumentTypes")]:
             with self.subTest(message):
                 self.replace(folder + name, old, new)
                 with self.assertRaises(contract.ContractError) as refusal:
