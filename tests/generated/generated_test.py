@@ -144,12 +144,6 @@ class Contract(Copy):
                 self.assertIn(f"`{command['word']}`", sections.get(command["since"], ""),
                               f"CHANGELOG.md does not name it under {command['since']}")
 
-
-    def test_the_version_is_that_of_the_changelog(self):
-        version = re.search(r"^## (\S+)", read("CHANGELOG.md"), re.MULTILINE)[1]
-        collection = read("cluster/ansible_collections/trel/tool/galaxy.yml")
-        self.assertIn(f"\nversion: {version}\n", collection)
-
     def test_debian_has_every_version_of_the_changelog(self):
         self.replace("CHANGELOG.md", "## 1.0.0", "## 1.1.0 (unreleased)\n\n- New.\n\n## 1.0.0")
         self.assertEqual(generate(self.root).returncode, 0)
