@@ -1,5 +1,6 @@
 """How texts of the contract are written in mdoc and in the shells."""
 
+import itertools
 import re
 import textwrap
 
@@ -9,23 +10,26 @@ INLINE = re.compile(r"""\s*(?P<open>\(?)
 
 
 class Mdoc:
-    """The contract's markup in mdoc: `-u`, `a word`, `/a/path`, *argument*, [SECTION]."""
+    """The contract's markup in mdoc: `-u`, `a word`, `/a/path`, *argument*, [SECTION].
+    Lines of mdoc may stand between."""
 
     def __init__(self, commands):
         self.commands = commands
 
     def text(self, text):
-        """Each macro gets a line of its own; the other lines stay as they are."""
+        """Each macro and each sentence begins a line, and no line is too long."""
         lines = []
-        # Each sentence begins a line, and no line is too long.
-        sentences = re.sub(r"(?<=\.) (?=[A-Z`\[])", "\n", text.strip())
-        for line in sentences.splitlines():
-            end = 0
-            for match in INLINE.finditer(line):
-                lines.append(line[end:match.start()])
-                lines.append(self._macro(match))
-                end = match.end()
-            lines.append(line[end:])
+        for is_mdoc, group in itertools.groupby(filter(None, text.splitlines()),
+                                                lambda line: line.startswith(".")):
+            if is_mdoc:
+                lines += group
+                continue
+            for sentence in re.split(r"(?<=\.) (?=[A-Z`\[])", " ".join(group)):
+                end = 0
+                for match in INLINE.finditer(sentence):
+                    lines += [sentence[end:match.start()], self._macro(match)]
+                    end = match.end()
+                lines.append(sentence[end:])
         return "\n".join(line if line.startswith(".") else textwrap.fill(line, 80)
                          for line in lines if line)
 
