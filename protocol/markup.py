@@ -52,7 +52,7 @@ class Mdoc:
             return f"Dv {code}"
         if code == "errno":
             return f"Va {code}"
-        if re.fullmatch(r"\w+\(\d\)", code):
+        if re.fullmatch(r"[\w-]+\(\d\)", code):
             return f"Xr {code[:-3]} {code[-2]}"
         if " " in code and code not in self.commands:
             return f"Ql {quoted(code)}"

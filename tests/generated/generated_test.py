@@ -178,7 +178,7 @@ class Catalogue(unittest.TestCase):
 
 class Manual(unittest.TestCase):
     def test_mandoc_finds_nothing(self):
-        for page in ("generated/trel-tool.8", "standin/trel-standin.8"):
+        for page in ("generated/trel-tool.8", "generated/trel-standin.8"):
             findings = subprocess.run(["mandoc", "-Tlint", ROOT / page], check=False,
                                       capture_output=True, text=True)
             # Pages of other packages that this machine lacks are looked at below.
@@ -231,12 +231,12 @@ class Manual(unittest.TestCase):
                 standin.communicate()
 
     def check_examples_of_the_standin(self, folder, environment):
-        examples = read("standin/trel-standin.8").split(".Sh EXAMPLES\n")[1].split("\n.Sh ")[0]
+        examples = read("generated/trel-standin.8").split(".Sh EXAMPLES\n")[1].split("\n.Sh ")[0]
         examples = examples.replace("\\-", "-").replace("\\e\n", "")
         lines = re.findall(r"^(?:\.Dl )?\$ (.*)", examples, re.MULTILINE)
         self.assertEqual(len(lines), 3)
         pathlib.Path(folder, "rules.json").write_text(
-            re.search(r"^\{\n.*?^\}$", read("standin/trel-standin.8"), re.MULTILINE | re.DOTALL)[0])
+            re.search(r"^\{\n.*?^\}$", read("generated/trel-standin.8"), re.MULTILINE | re.DOTALL)[0])
         lines.append("trel-standin --check --script rules.json && echo feasible")
         shutil.copy(ROOT / "standin/examples/maintenance.json", f"{folder}/expected.json")
         script = pathlib.Path(folder, "script")
