@@ -84,18 +84,11 @@ def mdoc_message(text):
 def mdoc_synopsis(command):
     """Arguments such as "{-u uuid | -a} [-o file]" as the rest of an .It line."""
     literals = {value for word in command["words"] for value in word["values"]}
-    words, ends, macro = [], [], None
-    tokens = re.findall(r"[][{}|]|[^][{}| ]+", command["synopsis"])
-    for index, token in enumerate(tokens):
-        if token in "[{":
-            # A group at the end of the line needs no end of its own, unless it holds another.
-            inner = tokens[index + 1:]
-            last = inner.index("]" if token == "[" else "}") == len(inner) - 1
-            words.append({"[": ("Oo", "Op"), "{": ("Bro", "Brq")}[token][last])
-            ends.append([] if last else [{"[": "Oc", "{": "Brc"}[token]])
-            macro = None
-        elif token in "]}":
-            words += ends.pop()
+    groups = {"[": "Oo", "]": "Oc", "{": "Bro", "}": "Brc"}
+    words, macro = [], None
+    for token in re.findall(r"[][{}|]|[^][{}| ]+", command["synopsis"]):
+        if token in groups:
+            words.append(groups[token])
             macro = None
         elif token == "|":
             words.append(token)
