@@ -115,7 +115,7 @@ class Contract(Copy):
                  "level: no example has its fields"),
                 ("rebalance.yaml", "{uuid: $uuid, running", "{uuid: $id, running",
                  "info-rebalance: its default reply repeats id, which is no field"),
-                ("objects.yaml", "effect: asks", "effect: aks", "aks is none of the effects"),
+                ("objects.yaml", "effect: asks", "effect: queries", "queries is none of the effects"),
                 ("options.yaml", "type: uuid\n", "type: uid\n",
                  "options.yaml: options.uuid.type: uid is none of the argumentTypes")]:
             with self.subTest(message):
