@@ -52,10 +52,10 @@ TEST(DefaultReplies, SendsNothingForTheCommandsWithoutReply) {
 TEST(DefaultReplies, UnknownCodeIsAFailureAndIsWarnedOf) {
   RunningStandin standin;
   EXPECT_TRUE(SameBytes(FromHex("0bad0001 0000000f") + "no such command",
-                        standin.Exchange(standin::EncodeFrame(38, "x"))));
+                        standin.Exchange(standin::EncodeFrame(0xffffffff, "x"))));
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("command"), nullptr);
-  EXPECT_EQ(line.at("warnings").dump(), R"(["no command has the code 38"])");
+  EXPECT_EQ(line.at("warnings").dump(), R"(["no command has the code 4294967295"])");
 }
 
 struct Warned {
