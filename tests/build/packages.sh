@@ -18,7 +18,7 @@ installed=
 cleanup() {
   [[ -z $standin ]] || kill "$standin" 2>/dev/null || true
   [[ -z $installed ]] || "${as_root[@]}" dpkg --purge "${names[@]}" >/dev/null || true
-  rm -rf "$folder"
+  "${as_root[@]}" rm -rf "$folder"
 }
 trap cleanup EXIT
 title() { printf -- '-- %s\n' "$*"; }
@@ -90,9 +90,12 @@ if rpm --query --requires --package ./trel-tool-[0-9]*.rpm | grep -vE '^(libc\.s
 fi
 
 title "the tests against each package's client"
+# rpm takes a folder for a system, in which what the packages need is missing.
+in_folder=("${as_root[@]}" env rpm --root "$folder/rpm" --dbpath /var/lib/rpm --nodeps --force-debian)
 mkdir "$folder/deb" "$folder/rpm" "$folder/tar"
 dpkg-deb --extract ./trel-tool_*.deb "$folder/deb"
-rpm2cpio ./trel-tool-[0-9]*.rpm | (cd "$folder/rpm" && cpio --extract --make-directories --quiet)
+"${in_folder[@]}" --install "${rpms[@]}"
+"${in_folder[@]}" --verify --all
 tar --extract --file ./trel-tool-[0-9]*.tar.gz --directory "$folder/tar"
 for kind in deb rpm tar; do
   TREL_TOOL=$folder/$kind/usr/sbin/trel-tool "$build/tests/cli_tests" --gtest_brief=1 \
@@ -102,6 +105,10 @@ for kind in deb rpm tar; do
   }
   grep -h ' ran\. ' "$folder/$kind.log"
 done
+
+"${in_folder[@]}" --erase "${names[@]}"
+find "$folder/rpm" -name '*trel*' >"$folder/made"
+[[ ! -s $folder/made ]] || fail "the RPM packages leave behind: $(<"$folder/made")"
 
 title "installed, used, purged"
 state_of() { dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null || true; }
