@@ -140,7 +140,8 @@ if mandoc -Tlint "$folder"/trel-tool.8 "$folder"/trel-standin.8 2>/dev/null | gr
   fail "a page refers to one that is not there"
 fi
 
-debian/tests/exchange >/dev/null
+debian/tests/exchange 2>"$folder/made" >/dev/null
+[[ ! -s $folder/made ]] || fail "autopkgtest takes for a failure: $(<"$folder/made")"
 mkfifo "$folder/ready"
 trel-standin --socket "$folder/socket" >"$folder/ready" &
 standin=$!
