@@ -125,7 +125,8 @@ class Conversations {
     Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends.data()) == 0, "socketpair");
     const auto connection =
         std::make_shared<Connection>(loop_, Descriptor(ends[0]), clients_.size() + 1, HOUR);
-    clients_.push_back({.socket = Descriptor(ends[1]), .connection = connection});
+    clients_.push_back(
+        {.socket = Descriptor(ends[1]), .connection = connection, .sent = {}, .received = {}});
     ++running_;
     asio::co_spawn(loop_.context.get_executor(), Serve(connection),
                    [this](const std::exception_ptr& error) {
