@@ -25,7 +25,10 @@ struct Player {
     received += ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
   }
   void operator()(const Call& step) const { step.function(connection.Get()); }
-  void operator()(const HalfClose& /*step*/) const { shutdown(connection.Get(), SHUT_WR); }
+  void operator()(const HalfClose& /*step*/) const {
+    // Fails on one that is closed, as a step may.
+    shutdown(connection.Get(), SHUT_WR);  // NOLINT(clang-analyzer-unix.StdCLibraryFunctions)
+  }
   void operator()(const Close& /*step*/) const { connection.Close(); }
 };
 
