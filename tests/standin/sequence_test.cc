@@ -2,6 +2,7 @@
 // followed.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -171,32 +172,48 @@ TEST(Sequence, TheExampleUnderTestCleansUpAfterARefusal) {
   EXPECT_EQ(run.exitValue, 5) << run.err;
 }
 
-TEST(Sequence, TheExitValueIsTheCommandsUnlessTheScriptWasNotFollowed) {
+TEST(Sequence, TheExitValueIsTheCommandsUnlessTheHandlerFailedOrTheScriptWasNotFollowed) {
   const TempFolder folder;
-  const auto run = [&](const char* script, const char* command) {
-    WriteFile(folder / "script", script);
-    return RunStandin(
-        {"--socket", folder / "s", "--script", folder / "script", "--", "sh", "-c", command});
+  const std::string followed = R"({"sequence": []})";
+  const std::string unfollowed = R"({"sequence": [{"command": "stats"}]})";
+  const std::string nothing = "trel-standin: the script was followed: 0 requests\n";
+  struct Case {
+    std::string script;
+    std::vector<std::string> handler;
+    std::string command;
+    int exitValue;
+    std::string err;
   };
-  const ProcessResult followed = run(R"({"sequence": []})", "exit 7");
-  EXPECT_EQ(followed.exitValue, 7);
-  EXPECT_EQ(followed.err,
-            "trel-standin: sh ended with exit value 7\n"
-            "trel-standin: the script was followed: 0 requests\n");
-  EXPECT_EQ(run(R"({"sequence": []})", "kill -9 $$").exitValue, 128 + 9);
-  const ProcessResult both = run(R"({"sequence": [{"command": "stats"}]})", "exit 7");
-  EXPECT_EQ(both.exitValue, 3);
-  EXPECT_EQ(both.err,
-            "trel-standin: sh ended with exit value 7\n"
-            "trel-standin: sequence/0 (stats) replied to 0 requests, at least 1 expected\n");
+  const std::vector<Case> cases = {
+      {followed, {}, "exit 7", 7, "trel-standin: sh ended with exit value 7\n" + nothing},
+      {followed, {}, "kill -9 $$", 128 + 9, "trel-standin: sh was ended by signal 9\n" + nothing},
+      {followed, {"--handler", "exit 5"}, "exit 7", 4, nothing},
+      {unfollowed,
+       {"--handler", "exit 5"},
+       "exit 7",
+       3,
+       "trel-standin: sequence/0 (stats) replied to 0 requests, at least 1 expected\n"},
+  };
+  for (const Case& test : cases) {
+    WriteFile(folder / "script", test.script);
+    std::vector<std::string> words = {"--socket", folder / "s", "--script", folder / "script"};
+    words.insert(words.end(), test.handler.begin(), test.handler.end());
+    words.insert(words.end(), {"--", "sh", "-c", test.command});
+    const ProcessResult run = RunStandin(words);
+    EXPECT_EQ(run.exitValue, test.exitValue);
+    EXPECT_THAT(run.err, testing::EndsWith(test.err));
+    EXPECT_EQ(run.err.find("the handler failed") == std::string::npos, test.handler.empty());
+  }
 }
 
 TEST(Sequence, TheCommandHasStandardOutputToItselfAndFindsTheSocket) {
   const TempFolder folder;
-  const std::string tool = ClientPath();
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--", "sh", "-c",
-                                        "cd / && echo $TREL_STANDIN_SOCKET && " + tool +
-                                            " -s $TREL_STANDIN_SOCKET info-owner-rebalance"});
+  const std::string command = "cd / && echo $TREL_STANDIN_SOCKET && " + ClientPath() +
+                              " -s $TREL_STANDIN_SOCKET info-owner-rebalance";
+  const ProcessResult run =
+      RunProcess({.arguments = {"trel-standin", "--socket", "s", "--", "sh", "-c", command},
+                  .program = StandinPath(),
+                  .prepare = [&] { (void)!chdir((folder / ".").c_str()); }});
   EXPECT_EQ(run.exitValue, 0);
   EXPECT_EQ(run.out, folder / "s" + "\n{\"running\":false,\"bytesMoved\":0,\"bytesToMove\":0}\n");
   EXPECT_THAT(run.err, testing::HasSubstr("\"command\":\"info-owner-rebalance\""));
