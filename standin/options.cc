@@ -71,12 +71,13 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   auto* const onceFlag = app.add_flag("--once", once, "End after one client");
   app.add_option("--count", count, "End after N clients")
       ->type_name("N")
-      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1'000'000'000'000}))
       ->excludes(onceFlag);
   app.add_option("--max-payload", options.limits.maxPayload,
                  "Refuse requests with a longer payload; KiB, MiB may follow")
       ->type_name("BYTES")
       ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{0xffffffff}))
       ->capture_default_str();
   app.add_option(
          "--max-connections", options.limits.maxConnections,
@@ -97,6 +98,9 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
     app.parse(argc, argv);
     if (!options.checkOnly && socket->count() == 0) {
       throw CLI::RequiredError("--socket");
+    }
+    if (std::isnan(timeout)) {
+      throw CLI::ValidationError("--timeout", "must be a number");
     }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;

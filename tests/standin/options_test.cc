@@ -81,6 +81,12 @@ TEST(Options, AMistakeExitsWith2AndNothingOnStandardOutput) {
       {"--socket", "/tmp/s", "--handler", "a", "--handler-timeout", "0"},
       {"--check"},
       {"--socket", "/tmp/s", "--timeout", "0"},
+      // Numbers that a conversion might take: the exit value would be 1.
+      {"--socket", "/", "--timeout", "nan"},
+      {"--socket", "/", "--count", "-1"},
+      {"--socket", "/", "--count", "18446744073709551616"},
+      {"--socket", "/", "--max-payload", "-1"},
+      {"--socket", "/", "--max-payload", "4294967296"},
   };
   for (const std::vector<std::string>& words : mistakes) {
     const ProcessResult run = RunStandin(words);
