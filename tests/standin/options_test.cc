@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include "tests/support/running_standin.h"
 
@@ -101,6 +102,17 @@ TEST(Options, ALogThatCannotBeOpenedExitsWith1) {
   const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "no/log"});
   EXPECT_EQ(run.exitValue, 1);
   EXPECT_EQ(run.err, "trel-standin: log " + (folder / "no/log") + ": No such file or directory\n");
+}
+
+TEST(Options, AStandardOutputThatIsClosedIsNotReplacedByWhatIsOpenedNext) {
+  const TempFolder folder;
+  const ProcessResult run = RunProcess({.arguments = {"sh", "-c",
+                                                      "exec \"$0\" --socket \"$1\" --timeout 1 "
+                                                      "<&- >&- 2>&-",
+                                                      StandinPath(), folder / "s"},
+                                        .program = "/bin/sh"});
+  EXPECT_EQ(run.exitValue, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder / "s"));
 }
 
 TEST(Options, ACommandThatCannotBeStartedExitsAsWithEnv) {
