@@ -257,6 +257,17 @@ TEST(End, WhatTheCommandLeavesRunningEndsToo) {
   }
 }
 
+TEST(End, WhatTheCommandLeavesRunningMayTidyUp) {
+  const TempFolder folder;
+  RunningStandin standin(
+      {"--", "sh", "-c",
+       "cd " + (folder / ".") +
+           "; mkfifo f; setsid sh -c 'trap \"echo done >tidied; exit\" TERM; echo >f; "
+           "sleep 1000 & wait' & read _ <f; echo"});
+  EXPECT_EQ(standin.Finish().exitValue, 0);
+  EXPECT_EQ(ReadFile(folder / "tidied"), "done\n");
+}
+
 TEST(End, ATimeoutEndsItAndItsCommandWith124) {
   const TempFolder folder;
   ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
