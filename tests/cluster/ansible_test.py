@@ -142,37 +142,27 @@ class Maintenance(WithAnsible):
                  self.cluster.nodes["node-good-1"].requests]
         self.assertEqual(names, ["PROACTIVE_REBALANCE", "MOVE", None, "PROACTIVE_REBALANCE", "MOVE"])
 
-    def test_a_failed_step_enables_them_and_ends_the_run(self):
-        run = self.maintain(hosts.GOOD, "test $NODE != node-good-1", batch=1)
-        self.assertEqual(run.value, 2, run)
-        self.assertEqual(self.received("node-good-1"), self.ITEMS)
-        self.assertEqual(self.received("node-good-2"), [])
-
-    def test_a_tolerated_failure_does_not_end_it(self):
-        run = self.maintain(["node-idle", *hosts.GOOD], "true", batch=2, tolerated_percent=50)
-        self.assertEqual(run.value, 2, run)
-        for name in hosts.GOOD:
-            self.assertEqual(self.received(name), self.ITEMS)
-
-    def test_more_than_tolerated_ends_it(self):
-        run = self.maintain(["node-idle", *hosts.GOOD], "true", batch=2, tolerated_percent=49)
-        self.assertEqual(run.value, 2, run)
-        # The others of the batch have had their maintenance, and their work items back.
-        self.assertEqual(self.received("node-good-1"), self.ITEMS)
-        self.assertEqual(self.received("node-good-2"), [])
-
-    def test_a_lost_node_ends_it(self):
-        run = self.maintain(["node-cut", *hosts.GOOD], "true", batch=2)
-        self.assertNotIn(run.value, (0, None), run)
-        self.assertEqual(set(self.received("node-cut")), {"disable-workitem"})
-        self.assertEqual(self.received("node-good-1"), self.ITEMS)
-        self.assertEqual(self.received("node-good-2"), [])
-        self.assertIn("lost with work items disabled: node-cut", run.out)
-
-    def test_nodes_out_of_reach_end_it(self):
-        run = self.maintain(["node-closed", "node-good-1"], "true", batch=1)
-        self.assertNotIn(run.value, (0, None), run)
-        self.assertEqual(self.received("node-good-1"), [])
+    def test_a_failure_gives_them_back_and_ends_the_run_unless_it_is_tolerated(self):
+        for nodes, steps, replaced, maintained in (
+                (hosts.GOOD, "test $NODE != node-good-1", {"batch": 1}, hosts.GOOD[:1]),
+                (["node-idle", *hosts.GOOD], "true", {"batch": 2, "tolerated_percent": 50}, hosts.GOOD),
+                # The others of the batch have had their maintenance, and their work items back.
+                (["node-idle", *hosts.GOOD], "true", {"batch": 2, "tolerated_percent": 49},
+                 hosts.GOOD[:1]),
+                (["node-cut", *hosts.GOOD], "true", {"batch": 2}, hosts.GOOD[:1]),
+                (["node-closed", *hosts.GOOD], "true", {"batch": 1}, [])):
+            with self.subTest((nodes, replaced)):
+                run = self.maintain(nodes, steps, **replaced)
+                if nodes[0] in ("node-cut", "node-closed"):
+                    self.assertNotIn(run.value, (0, None), run)
+                else:
+                    self.assertEqual(run.value, 2, run)
+                for name in hosts.GOOD:
+                    self.assertEqual(self.received(name), self.ITEMS if name in maintained else [])
+                if nodes[0] == "node-cut":
+                    self.assertEqual(set(self.received("node-cut")), {"disable-workitem"})
+                    self.assertIn("lost with work items disabled: node-cut", run.out)
+                self.cluster.close()
 
 
 class Install(WithAnsible):

@@ -2,8 +2,6 @@
 """Runs the recipes that take one command to all nodes, over nodes of every kind."""
 
 import os
-import pathlib
-import select
 
 import hosts
 from cookbook import ClusterTest, main
@@ -19,7 +17,12 @@ UUID = "01234567-89ab-cdef-0123-456789abcdef"
 
 
 class Engines(ClusterTest):
-    def expect_answers(self, order, command):
+    def ask_all(self, engine, order):
+        """Runs an engine that keeps answers and statuses, whose nodes come in this order."""
+        self.start()
+        self.cluster.write("answers/node-gone.out", "of yesterday\n")
+        self.assertIsNotNone(self.cook(engine).value, f"{engine} hangs")
+        self.assertFalse((self.cluster.folder / "work/answers/node-gone.out").exists())
         self.assertEqual(self.cluster.read("statuses"),
                          "".join(f"{name} {STATUSES[name]}\n" for name in order))
         for name in hosts.GOOD:
@@ -29,27 +32,10 @@ class Engines(ClusterTest):
             self.assertEqual(self.cluster.read(f"answers/{name}.out").strip(), "", name)
         self.assertIn("connect error", self.cluster.read("answers/node-idle.err"))
         self.assertIn("Error received", self.cluster.read("answers/node-refusing-256.err"))
-        self.expect_one_request_each(command)
+        self.expect_one_request_each("fitness-stats-get")
 
     def test_loop(self):
-        self.start()
-        self.cluster.write("answers/node-gone.out", "of yesterday\n")
-        run = self.cook("loop")
-        self.assertIsNotNone(run.value, "the loop hangs")
-        self.expect_answers(hosts.ALL, "fitness-stats-get")
-        self.assertFalse((self.cluster.folder / "work/answers/node-gone.out").exists())
-        self.expect_failures()
-
-    def test_parallel(self):
-        self.start()
-        self.cluster.write("answers/node-gone.out", "of yesterday\n")
-        run = self.cook("parallel")
-        self.assertIsNotNone(run.value, "xargs hangs")
-        self.expect_answers(sorted(hosts.ALL), "fitness-stats-get")
-        self.assertFalse((self.cluster.folder / "work/answers/node-gone.out").exists())
-        self.expect_json()
-
-    def expect_failures(self):
+        self.ask_all("loop", hosts.ALL)
         run = self.cook("failed")
         self.assertEqual((run.value, run.err), (0, ""))
         self.assertEqual(run.out.splitlines(), [
@@ -66,7 +52,8 @@ class Engines(ClusterTest):
             "node-down: exit value 255: not reached, or lost",
             "node-hung: exit value 255: not reached, or lost"])
 
-    def expect_json(self):
+    def test_parallel(self):
+        self.ask_all("parallel", sorted(hosts.ALL))
         run = self.cook("json")
         self.assertEqual((run.value, run.err), (0, ""))
         run = self.cook("table")
@@ -79,6 +66,11 @@ class Engines(ClusterTest):
         self.assertEqual(rows["node-good-1"][2], "")
         self.assertIn("connect error", rows["node-idle"][2])
 
+    def expect_values_of_few(self, engine):
+        for other, value in ("node-refusing", 5), ("node-good-2", 0):
+            self.cluster.write("nodes", f"node-good-1\n{other}\n")
+            self.assertEqual(self.cook(engine).value, value)
+
     def test_pdsh(self):
         self.start()
         run = self.cook("pdsh")
@@ -86,11 +78,7 @@ class Engines(ClusterTest):
         self.expect_one_request_each("info-owner-rebalance")
         self.assertIn("node-good-[1-2]", run.out)
         self.assertIn("Error received", self.cluster.read("pdsh.err"))
-        # The largest value of all nodes comes through the pipe.
-        self.cluster.write("nodes", "node-good-1\nnode-refusing\n")
-        self.assertEqual(self.cook("pdsh").value, 5)
-        self.cluster.write("nodes", "node-good-1\nnode-good-2\n")
-        self.assertEqual(self.cook("pdsh").value, 0)
+        self.expect_values_of_few("pdsh")  # the largest of all nodes comes through the pipe
         connections = len(self.cluster.servers)
         self.assertEqual(self.cook("pdsh").value, 0)
         self.assertEqual(len(self.cluster.servers), connections, "connections are not shared")
@@ -105,10 +93,7 @@ class Engines(ClusterTest):
         self.assertEqual(set(answers.out.split()), {f"answers/{name}" for name in
                                                     [*hosts.GOOD, "node-early", "node-partial"]})
         self.assertIn("Error received", self.cluster.read("errors/node-refusing-256"))
-        self.cluster.write("nodes", "node-good-1\nnode-refusing\n")
-        self.assertEqual(self.cook("pssh").value, 5)
-        self.cluster.write("nodes", "node-good-1\nnode-good-2\n")
-        self.assertEqual(self.cook("pssh").value, 0)
+        self.expect_values_of_few("pssh")
 
     def test_collect(self):
         self.start()
@@ -167,9 +152,9 @@ class Engines(ClusterTest):
             ask signal "timeout 60 $abort" &
             wait
             cat *.row""")
-        values = {row.split(" ")[0]: int(row.split(" ")[1]) for row in run.out.splitlines()}
-        words = {row.split(" ")[0]: row.split(" ", 2)[2] for row in run.out.splitlines()}
-        self.assertEqual(values, {
+        rows = {row[0]: row[1:] for row in (line.split(" ", 2) for line in run.out.splitlines())}
+        words = {name: text for name, (_, text) in rows.items()}
+        self.assertEqual({name: int(value) for name, (value, _) in rows.items()}, {
             "frame": 11, "stream": 11, "sent": 0, "refused": 1, "ended": 124, "killed": 137,
             "failed": 125, "passive": 126, "missing": 127, "aborted": 134, "signal": 255})
         self.assertEqual(words["frame"], "Error received: No answer within the time-out: (null)")
@@ -177,37 +162,6 @@ class Engines(ClusterTest):
             self.assertEqual(words[name], "", name)
         for name in ("failed", "passive", "missing"):
             self.assertTrue(words[name].startswith("timeout:"), words[name])
-
-
-class Hosts(ClusterTest):
-    def test_nothing_is_left_of_a_cluster(self):
-        self.start(["node-good-1", "node-silent", "node-cut"])
-        self.cluster.run("""
-            for node in node-good-1 node-silent node-cut; do
-                ssh -n $node trel-tool refresh-config-opts
-                ssh -n $node trel-tool what-if-upgrade -l $uuid &
-            done
-            wait -n""", uuid=UUID)
-        self.cluster.nodes["node-silent"].received(2)
-        self.cluster.nodes["node-cut"].received(1)
-        folder = self.cluster.folder
-        running = [int(path.parent.name) for path in pathlib.Path("/proc").glob("[0-9]*/cmdline")
-                   if str(folder).encode() in self.content(path)]
-        self.assertGreater(len(running), 6)
-        descriptors = [os.pidfd_open(pid) for pid in running]
-        self.cluster.close()
-        self.assertFalse(folder.exists())
-        for pid, descriptor in zip(running, descriptors):
-            ended, _, _ = select.select([descriptor], [], [], 30)
-            self.assertTrue(ended, pid)
-            os.close(descriptor)
-
-    @staticmethod
-    def content(path):
-        try:
-            return path.read_bytes()
-        except OSError:
-            return b""
 
 
 if __name__ == "__main__":

@@ -31,18 +31,13 @@ class Check(ClusterTest):
         script = script.replace("-l 30", "-l 3")
         return self.cluster.run(f"PATH={path} folder=.\n{script}")
 
-    def test_states_of_all_kinds_of_node(self):
+    def test_states_and_metrics_of_all_kinds_of_node(self):
         self.start(NODES)
-        for name, (value, words, _, _) in STATES.items():
+        for name, (value, words, up, exit_value) in STATES.items():
             run = self.check(name, recipe("check"))
             self.assertEqual((run.value, run.err), (value, ""), (name, run))
             self.assertIn(words, run.out)
             self.assertRegex(run.out, r"^TREL [^\n|]* \| seconds=\d+\.\d{3}s;5;3;0\n\Z")
-        self.assertEqual(self.cluster.clients_left("node-silent"), [])
-
-    def test_metrics_of_all_kinds_of_node(self):
-        self.start(NODES)
-        for name, (_, _, up, exit_value) in STATES.items():
             run = self.check(name, recipe("metrics"))
             self.assertEqual(tuple(run), (0, "", ""), name)
             text = self.cluster.read("trel.prom")
@@ -52,6 +47,7 @@ class Check(ClusterTest):
             self.assertEqual(len(text.splitlines()), 9, text)
             subprocess.run(["promtool", "check", "metrics"], input=text, text=True, check=True)
         self.assertEqual(self.cluster.run("ls").out.split(), ["nodes", "trel.prom"])
+        self.assertEqual(self.cluster.clients_left("node-silent"), [])
 
     def test_slow_replies_are_a_warning(self):
         self.start(["node-good-1"])
@@ -59,19 +55,15 @@ class Check(ClusterTest):
         self.assertEqual(run.value, 1, run)
         self.assertIn("TREL WARNING: ", run.out)
 
-    def test_wrong_words_are_unknown(self):
+    def test_what_cannot_be_tried_is_unknown(self):
         self.start(["node-good-1"])
-        for words in ("-x", "-w much", "-w"):
-            self.assertEqual(self.cluster.run(f"{MONITORING}/check_trel {words}").value, 3, words)
-        path = f"PATH={self.cluster.folder}/node-good-1.bin:$PATH"
-        run = self.cluster.run(f"{path} {MONITORING}/check_trel drain-disk")
-        self.assertEqual(run.value, 3, run)
-        self.assertIn("Unrecognized command: drain-disk", run.out)
-
-    def test_metrics_that_cannot_be_written_are_an_error(self):
-        self.start(["node-good-1"])
-        run = self.cluster.run(f"{MONITORING}/check_trel -m /nonexistent/trel.prom")
-        self.assertEqual(run.value, 3, run)
+        for words, text in (("-x", ""), ("-w much", ""), ("-w", ""),
+                            ("-m /nonexistent/trel.prom", ""),
+                            ("drain-disk", "Unrecognized command: drain-disk")):
+            path = f"PATH={self.cluster.folder}/node-good-1.bin:$PATH"
+            run = self.cluster.run(f"{path} {MONITORING}/check_trel {words}")
+            self.assertEqual(run.value, 3, run)
+            self.assertIn(text, run.out)
 
 
 class Units(ClusterTest):
