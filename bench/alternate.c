@@ -2,11 +2,11 @@
  * Taking turns, in another order each time, lets whatever else the machine does fall
  * on all of them alike.
  *
- *   alternate RESULTS ROUNDS -- INPUT OUTPUT PROGRAM [WORD...] [-- ...]
+ *   alternate RESULTS ROUNDS -- INPUT PROGRAM [WORD...] [-- ...]
  *
- * Standard error goes nowhere. For each run one line of RESULTS: the contestant's
- * number, its wait status, wall time (ns), processor time (us), peak memory (KiB),
- * page faults without disk access.
+ * What the programs print goes nowhere. For each run one line of RESULTS: the
+ * contestant's number, its wait status, wall time (ns), processor time (us), peak
+ * memory (KiB), page faults without disk access.
  *
  * Linked statically and free of heap: a process starts with the peak memory of its
  * parent, which must stay below that of the smallest contestant. */
@@ -25,7 +25,6 @@ enum { MOST_CONTESTANTS = 16 };
 
 struct Contestant {
   const char* input;
-  const char* output;
   char** words;
 };
 
@@ -63,12 +62,11 @@ static void Measure(int results, int number, const struct Contestant* contestant
     silence = Open("/dev/null", O_WRONLY);
   }
   const int input = Open(contestant->input, O_RDONLY);
-  const int output = Open(contestant->output, O_WRONLY | O_CREAT | O_TRUNC);
   const long long begin = Nanoseconds();
   const pid_t process = vfork();
   if (process == 0) {
     dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
+    dup2(silence, STDOUT_FILENO);
     dup2(silence, STDERR_FILENO);
     execv(contestant->words[0], contestant->words);
     _exit(127);
@@ -78,7 +76,6 @@ static void Measure(int results, int number, const struct Contestant* contestant
   wait4(process, &status, 0, &usage);
   const long long end = Nanoseconds();
   close(input);
-  close(output);
   dprintf(results, "%d %d %lld %ld %ld %ld\n", number, status, end - begin,
           Microseconds(usage.ru_utime) + Microseconds(usage.ru_stime), usage.ru_maxrss,
           usage.ru_minflt);
@@ -87,9 +84,9 @@ static void Measure(int results, int number, const struct Contestant* contestant
 int main(int argc, char** argv) {
   static struct Contestant contestants[MOST_CONTESTANTS];
   int count = 0;
-  for (int index = 3; index + 3 < argc && count < MOST_CONTESTANTS; ++count) {
-    contestants[count] = (struct Contestant){argv[index + 1], argv[index + 2], argv + index + 3};
-    index += 3;
+  for (int index = 3; index + 2 < argc && count < MOST_CONTESTANTS; ++count) {
+    contestants[count] = (struct Contestant){argv[index + 1], argv + index + 2};
+    index += 2;
     while (index < argc && strcmp(argv[index], "--") != 0) {
       ++index;
     }

@@ -24,22 +24,18 @@ from cookbook import recipe  # noqa: E402
 FIGURES = ROOT / "docs/figures/cluster.md"
 
 
-def turns(number):
-    """Runs of each engine: with many nodes one takes minutes."""
-    return 3 if number <= 16 else 1
-
-
 ANSIBLE = {"ANSIBLE_COLLECTIONS_PATH": str(ROOT / "cluster"), "ANSIBLE_SSH_USETTY": "False",
            "ANSIBLE_PYTHON_INTERPRETER": "/usr/bin/python3", "ANSIBLE_FORKS": "16",
            "PYTHONDONTWRITEBYTECODE": "1"}
+# The recipe of each, and whether its connections are shared.
 ENGINES = {
-    "loop": (False, lambda: recipe("loop")),
-    "xargs -P 16": (False, lambda: recipe("parallel")),
-    "xargs -P 16, shared connections": (True, lambda: recipe("parallel")),
-    "pdsh -f 32": (False, lambda: recipe("pdsh")),
-    "parallel-ssh -p 32": (False, lambda: recipe("pssh")),
-    "Ansible command, 16 forks": (False, lambda: recipe("adhoc")),
-    "Ansible collection, 16 forks": (False, lambda: recipe("collect-playbook")),
+    "loop": ("loop", False),
+    "xargs -P 16": ("parallel", False),
+    "xargs -P 16, shared connections": ("parallel", True),
+    "pdsh -f 32": ("pdsh", False),
+    "parallel-ssh -p 32": ("pssh", False),
+    "Ansible command, 16 forks": ("adhoc", False),
+    "Ansible collection, 16 forks": ("collect-playbook", False),
 }
 
 
@@ -101,11 +97,12 @@ def main():
             cluster = hosts.Cluster(os.environ["TREL_TOOL"], os.environ["TREL_STANDIN"],
                                     recipe("config") if shared else alone, names)
             try:
-                chosen = {name: script() for name, (kind, script) in ENGINES.items() if kind == shared}
-                if shared:
+                chosen = {name: recipe(text) for name, (text, kind) in ENGINES.items()
+                          if kind == shared}
+                if shared:  # a run that logs in
                     for script in chosen.values():
                         measure(cluster, script)
-                for _ in range(turns(number)):
+                for _ in range(3 if number <= 16 else 1):  # with many nodes one takes minutes
                     for name, script in chosen.items():
                         figures.setdefault(name, []).append(measure(cluster, script))
             finally:

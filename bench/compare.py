@@ -1,20 +1,22 @@
-"""The cases of bench/run, and the table and the picture that it makes of them.
+"""The cases of bench/run, and the table and the picture that it makes of them, which
+docs/performance.md shows.
 
 All contestants of a case run in turns, and each number is a ratio to the floor's run
 of the same round: absolute times would describe the machine, not the programs.
 """
 
 import argparse
+import collections
+import datetime
+import io
 import os
 import pathlib
-import shlex
+import statistics
 import subprocess
 import sys
 import tempfile
-import threading
 
 import measure
-import report
 from measure import Contestant
 
 KIB = 1024
@@ -29,95 +31,56 @@ MOVE_LENGTH = 189464
 UUID = "01234567-89ab-cdef-0123-456789abcdef"
 LIST = ",".join([UUID] * 2559)
 
+FLOOR = measure.PROGRAMS / "bench-floor"
 CLIENT = measure.BUILD / "bench" / "trel-tool"
-STATIC = measure.BUILD / "static" / "trel-tool"
-SMALL = measure.BUILD / "small" / "trel-tool"
-# With musl for the C library, where bench/run has built it.
-MUSL = measure.BUILD / "musl" / "trel-tool"
+# musl where bench/run has built it.
+BUILDS = {name: path for name in ("static", "small", "musl")
+          if (path := measure.BUILD / name / "trel-tool").exists()}
+
+# One row group of the table. The first contestant is the floor of the others. `size`: bytes of
+# the reply; `counted`: bytes of the reply when instructions and system calls are counted, which
+# takes fifty times as long.
+Case = collections.namedtuple("Case", "title contestants rounds size counted")
+
+# Key of a row, heading, form.
+COLUMNS = (
+    ("case", "case", "{}"),
+    ("program", "program", "{}"),
+    ("wall", "wall", "{:.2f}"),
+    ("low", "first quartile", "{:.2f}"),
+    ("high", "third quartile", "{:.2f}"),
+    ("processor", "processor", "{:.2f}"),
+    ("memory", "memory KiB", "{:+d}"),
+    ("faults", "page faults", "{:+.0f}"),
+    ("instructions", "instructions", "{:.2f}"),
+    ("calls", "system calls", "{:+d}"),
+)
+FIGURES = measure.ROOT / "docs" / "figures"
 
 
-def floor(suffix=""):
-    return measure.PROGRAMS / f"bench-floor{suffix}"
+def clients(words, status=0):
+    """The client in its builds."""
+    return [Contestant("trel-tool", [CLIENT, *words], status=status)] + [
+        Contestant(f"trel-tool, {name}", [path, *words], status=status)
+        for name, path in BUILDS.items()]
 
 
-def with_musl(*words, status=0):
-    return [Contestant("trel-tool, musl", [MUSL, *words], status=status)] if MUSL.exists() else []
+def relays(socket, folder, code, length=0):
+    """Programs that pass on the bytes of a request, and print the reply with its header."""
+    request = pathlib.Path(folder) / f"request-{code}"
+    request.write_bytes(code.to_bytes(4, "big") + length.to_bytes(4, "big") + bytes(length))
+    return [Contestant("nc -U", ["/bin/nc.openbsd", "-U", socket], request),
+            Contestant("socat", ["/usr/bin/socat", "-", f"UNIX-CONNECT:{socket}"], request)]
 
 
-class Case:
-    """One row group of the table. The first contestant is the floor of the others.
-
-    `size`: bytes of the reply; `counted`: bytes of the reply when instructions and
-    system calls are counted, which takes fifty times as long.
-    """
-
-    def __init__(self, title, contestants, rounds, size=200, counted=None, output=os.devnull):
-        self.title = title
-        self.contestants = contestants
-        self.rounds = rounds
-        self.size = size
-        self.counted = size if counted is None else counted
-        self.output = output
-
-
-def request_file(folder, code, length=0):
-    path = pathlib.Path(folder) / f"request-{code}"
-    path.write_bytes(code.to_bytes(4, "big") + length.to_bytes(4, "big") + bytes(length))
-    return path
-
-
-def exchanges(socket, folder, code, words, extra=(), relays=True):
-    """The floor, the client in its builds, and the programs that merely relay.
-
-    `extra`: more arguments of the floor, the length of the payload first.
-    """
-    length = extra[0] if extra else 0
-    extra = list(extra)
-    found = [
-        Contestant("floor", [floor(), socket, code] + extra),
-        Contestant("trel-tool", [CLIENT, "-s", socket] + words),
-        Contestant("trel-tool, static", [STATIC, "-s", socket] + words),
-        Contestant("trel-tool, small", [SMALL, "-s", socket] + words),
-        *with_musl("-s", socket, *words),
-        Contestant("floor, static", [floor("-static"), socket, code] + extra),
-    ]
-    if relays:
-        request = request_file(folder, code, length)
-        found += [
-            Contestant("nc -U", ["/bin/nc.openbsd", "-U", socket], stdin=request),
-            Contestant("socat", ["/usr/bin/socat", "-", f"UNIX-CONNECT:{socket}"], stdin=request),
-        ]
-    return found
-
-
-def streams(socket, folder):
-    request = request_file(folder, STREAMED_CODE)
-    return [
-        Contestant("floor, 1023 bytes at a time", [floor(), socket, STREAMED_CODE]),
-        Contestant("trel-tool", [CLIENT, "-s", socket, "stats"]),
-        Contestant("trel-tool, static", [STATIC, "-s", socket, "stats"]),
-        Contestant("floor, 64 KiB at a time", [floor("-64k"), socket, STREAMED_CODE]),
-        Contestant("nc -U", ["/bin/nc.openbsd", "-U", socket], stdin=request),
-        Contestant("socat", ["/usr/bin/socat", "-", f"UNIX-CONNECT:{socket}"], stdin=request),
-    ]
-
-
-def quoted(words):
-    return shlex.join(str(word) for word in words)
-
-
-def loops(socket, count, parallel):
-    """Shells that run each program `count` times in all."""
-
-    def shell(*words):
-        loop = f"i=0; while [ $i -lt {count // parallel} ]; do {quoted(words)}; i=$((i+1)); done"
-        return ["/bin/sh", "-c", f"for p in $(seq {parallel}); do ({loop}) & done; wait"]
-
-    return [
-        Contestant("floor", shell(floor(), socket, PRINTED_CODE)),
-        Contestant("trel-tool", shell(CLIENT, "-s", socket, PRINTED)),
-        Contestant("trel-tool, static", shell(STATIC, "-s", socket, PRINTED)),
-    ]
+def exchange(socket, folder, code, words, variants, length=0, payload=()):
+    """The floor, its variants (program and payload by name), the client and the relays.
+    `payload`: arguments of the floor."""
+    floors = {"floor": (FLOOR, payload), **variants, "floor, static": (f"{FLOOR}-static", payload)}
+    found = [Contestant(name, [program, socket, code, *arguments])
+             for name, (program, arguments) in floors.items()]
+    found[-1:-1] = clients(["-s", socket, *words])
+    return found + relays(socket, folder, code, length)
 
 
 def all_cases(socket, folder, quick):
@@ -127,148 +90,109 @@ def all_cases(socket, folder, quick):
     def size(full):
         return full // 16 if quick else full
 
-    starts = [
-        Contestant("floor, only started", [floor()], status=2),
-        Contestant("trel-tool", [CLIENT, "-h"]),
-        Contestant("trel-tool, static", [STATIC, "-h"]),
-        Contestant("trel-tool, small", [SMALL, "-h"]),
-        *with_musl("-h"),
-    ]
-    refused = starts[:1] + [
-        Contestant(entry.name, [entry.words[0], "-d"], status=1) for entry in starts[1:]
-    ]
-    exchange = exchanges(socket, folder, PRINTED_CODE, [PRINTED])
-    exchange.insert(1, Contestant("floor, client's imports", [floor("-imports"), socket, 3]))
-    plain = exchanges(socket, folder, PRINTED_CODE, [PRINTED])
-    moves = exchanges(
-        socket, folder, MOVE_CODE, ["component-manual-move", "-u", UUID, "-n", LIST],
-        (MOVE_LENGTH, LIST),
-    )
-    zeros = [floor(), socket, MOVE_CODE, MOVE_LENGTH]
-    moves.insert(1, Contestant("floor, all zeros", zeros))
-    stream = streams(socket, folder)
-    pipe = pathlib.Path(folder) / "pipe"
-    file = pathlib.Path(folder) / "file"
+    started = Contestant("floor, only started", [FLOOR], status=2)
+    printed = exchange(socket, folder, PRINTED_CODE, [PRINTED],
+                       {"floor, client's imports": (f"{FLOOR}-imports", [])})
+    moved = exchange(socket, folder, MOVE_CODE, ["component-manual-move", "-u", UUID, "-n", LIST],
+                     {"floor, all zeros": (FLOOR, [MOVE_LENGTH])}, MOVE_LENGTH, [MOVE_LENGTH, LIST])
+    streamed = exchange(socket, folder, STREAMED_CODE, ["stats"],
+                        {"floor, 64 KiB at a time": (f"{FLOOR}-64k", [])})
     return [
-        Case("one exchange, reply of 200 bytes", exchange, rounds(1500)),
-        Case("a refused command line", refused, rounds(600)),
-        Case("-h", starts, rounds(600)),
-        Case(
-            "request of 189464 bytes",
-            moves,
-            rounds(400),
-            size=0,
-        ),
-        Case("framed reply of 1 KiB", plain, rounds(400), size=KIB),
-        Case("framed reply of 1 MiB", plain, rounds(200), size=MIB),
-        Case("framed reply of 1 GiB", plain, rounds(6), size=size(GIB), counted=MIB),
-        Case("stream of 512 MiB to /dev/null", stream, rounds(8), size=size(512 * MIB), counted=MIB),
-        Case("the same to a pipe", stream, rounds(6), size(512 * MIB), MIB, str(pipe)),
-        Case("the same to a file", stream, rounds(6), size(512 * MIB), MIB, str(file)),
-        Case("1000 runs in a loop", loops(socket, 1000, 1), rounds(8), counted=-1),
-        Case("1000 runs, 8 at a time", loops(socket, 1000, 8), rounds(8), counted=-1),
+        Case("one exchange, reply of 200 bytes", printed, rounds(1500), 200, 200),
+        Case("a refused command line", [started, *clients(["-d"], 1)], rounds(600), 0, 0),
+        Case("-h", [started, *clients(["-h"])], rounds(600), 0, 0),
+        Case("request of 189464 bytes", moved, rounds(400), 0, 0),
+        Case("framed reply of 1 MiB", printed, rounds(200), MIB, MIB),
+        Case("framed reply of 1 GiB", printed, rounds(6), size(GIB), MIB),
+        Case("stream of 512 MiB to /dev/null", streamed, rounds(8), size(512 * MIB), MIB),
     ]
-
-
-def drain(pipe):
-    """Reads the pipe as long as this process lives, so that writers never end it."""
-    os.mkfifo(pipe)
-    descriptor = os.open(pipe, os.O_RDWR)
-
-    def forever():
-        while True:
-            os.read(descriptor, MIB)
-
-    threading.Thread(target=forever, daemon=True).start()
 
 
 def measure_case(case, socket, folder):
-    """One dictionary for each contestant; see report.COLUMNS."""
+    """One dictionary for each contestant; see COLUMNS."""
     with measure.standin(socket, case.size):
-        runs = measure.alternate(folder, case.contestants, case.rounds, case.output)
+        runs = measure.alternate(folder, case.contestants, case.rounds)
     rows = []
-    for contestant, its_runs in zip(case.contestants, runs):
-        low, middle, high = measure.quartiles(measure.paired_ratios(its_runs, runs[0], "wall"))
-        cpu = measure.quartiles(measure.paired_ratios(its_runs, runs[0], "cpu"))[1]
-        rows.append({"case": case.title, "program": contestant.name, "wall": middle,
-                     "low": low, "high": high, "processor": cpu})
-    if case.counted >= 0:
-        with measure.standin(socket, case.counted):
-            count_case(case, runs, rows, folder)
+    base = None
+    with measure.standin(socket, case.counted):
+        for contestant, its_runs in zip(case.contestants, runs):
+            low, middle, high = measure.ratios(its_runs, runs[0], "wall")
+            counts = (max(run.memory for run in its_runs),
+                      statistics.median(run.faults for run in its_runs),
+                      measure.system_calls(folder, contestant).total(),
+                      measure.instructions(contestant))
+            base = base or counts
+            memory, faults, calls, _ = (count - of for count, of in zip(counts, base))
+            rows.append({
+                "case": case.title, "program": contestant.name, "wall": middle, "low": low,
+                "high": high, "processor": measure.ratios(its_runs, runs[0], "processor")[1],
+                "memory": memory, "faults": faults, "calls": calls,
+                "instructions": counts[-1] / base[-1]})
     return rows
 
 
-def count_case(case, runs, rows, folder):
-    """Adds to `rows` what is counted and not timed."""
-    base = None
-    for contestant, its_runs, row in zip(case.contestants, runs, rows):
-        counts = (
-            max(run.memory for run in its_runs),
-            measure.quartiles([run.faults for run in its_runs])[1],
-            measure.instructions(folder, contestant),
-            measure.system_calls(folder, contestant).total(),
-        )
-        base = base or counts
-        row["memory"] = counts[0] - base[0]
-        row["faults"] = counts[1] - base[1]
-        row["instructions"] = counts[2] / base[2]
-        row["calls"] = counts[3] - base[3]
+def sizes(folder):
+    """Bytes of each build as installed, stripped, and as linked."""
+    stripped = pathlib.Path(folder) / "stripped"
+    for name, path in {"release": CLIENT, **BUILDS}.items():
+        subprocess.run(["strip", "-o", stripped, path], check=True)
+        yield name, stripped.stat().st_size, path.stat().st_size
 
 
-def sizes():
-    """Bytes of each build as installed, stripped."""
-    found = []
-    with tempfile.TemporaryDirectory() as folder:
-        for name, path in (("release", CLIENT), ("small", SMALL), ("static", STATIC), ("musl", MUSL)):
-            if not path.exists():
-                continue
-            stripped = pathlib.Path(folder) / name
-            subprocess.run(["strip", "-o", stripped, path], check=True)
-            found.append((name, stripped.stat().st_size, path.stat().st_size))
-    return found
+def draw(rows, path):
+    """One panel for each case: wall time of each program, with its quartiles."""
+    import matplotlib  # only --update needs it
 
+    matplotlib.use("svg")
+    matplotlib.rcParams.update({"svg.hashsalt": "trel-tool", "svg.fonttype": "none", "font.size": 8})
+    from matplotlib import pyplot
 
-def measure_all(socket, folder, quick):
-    rows = []
-    for case in all_cases(socket, folder, quick):
-        print(f"bench: {case.title}", file=sys.stderr)
-        rows += measure_case(case, socket, folder)
-    return {
-        "rows": rows,
-        "sizes": sizes(),
-    }
+    cases = {}
+    for row in rows:
+        cases.setdefault(row["case"], []).append(row)
+    heights = [len(rows) + 1.5 for rows in cases.values()]
+    figure, panels = pyplot.subplots(
+        len(cases), 1, figsize=(8, sum(heights) * 0.2), sharex=True,
+        gridspec_kw={"height_ratios": heights}, layout="constrained")
+    for panel, (title, rows) in zip(panels, cases.items()):
+        names = [row["program"] for row in rows]
+        spread = [[row["wall"] - row["low"] for row in rows], [row["high"] - row["wall"] for row in rows]]
+        colours = ["tab:orange" if name.startswith("trel-tool") else "lightsteelblue" for name in names]
+        panel.barh(names, [row["wall"] for row in rows], xerr=spread, color=colours, ecolor="grey")
+        panel.axvline(1, color="black", linewidth=0.8)
+        panel.invert_yaxis()
+        panel.set_title(title, loc="left", fontsize=9)
+    panels[-1].set_xlabel("wall time, floor = 1")
+    text = io.StringIO()
+    figure.savefig(text, metadata={"Date": None})
+    path.write_text(" ".join(text.getvalue().split()) + "\n")
 
 
 def check(socket, folder):
     """Fails if an exchange has become dearer. The bounds leave room for another
     build of the C library, not for another page or another import."""
-    floor_run, imports, client = exchanges_to_check(socket)
+    programs = [Contestant("floor", [FLOOR, socket, PRINTED_CODE]),
+                Contestant("imports", [f"{FLOOR}-imports", socket, PRINTED_CODE]),
+                Contestant("client", [CLIENT, "-s", socket, PRINTED])]
     with measure.standin(socket, 200):
-        counts = [measure.instructions(folder, run) for run in (floor_run, imports, client)]
-        calls = [measure.system_calls(folder, run) for run in (floor_run, client)]
-    faults = []
-    for base, most, name in ((0, 1.30, "the floor"), (1, 1.03, "the floor with its imports")):
-        got = counts[2] / counts[base]
-        print(f"instructions of one exchange: {got:.3f} of {name}, at most {most}")
-        if got > most:
-            faults.append(name)
+        floor, imports, client = map(measure.instructions, programs)
+        calls = [measure.system_calls(folder, program) for program in programs]
+    dearer = []
+    for base, most, name in ((floor, 1.30, "the floor"),
+                             (imports, 1.03, "the floor with its imports")):
+        print(f"instructions of one exchange: {client / base:.3f} of {name}, at most {most}")
+        if client / base > most:
+            dearer.append(name)
     # A mapping for each of the two lists, and standard output's buffer.
     allowed = {"mmap": 2, "munmap": 2, "fstat": 1}
-    extra = dict(calls[1] - calls[0])
+    extra = dict(calls[2] - calls[0])
     if "newfstatat" in extra:  # how older C libraries ask for it
         extra["fstat"] = extra.pop("newfstatat")
     print(f"system calls beyond the floor's: {extra}, allowed {allowed}")
     if extra != allowed:
-        faults.append("system calls")
-    return faults
-
-
-def exchanges_to_check(socket):
-    return (
-        Contestant("floor", [floor(), socket, PRINTED_CODE]),
-        Contestant("imports", [floor("-imports"), socket, PRINTED_CODE]),
-        Contestant("client", [CLIENT, "-s", socket, PRINTED]),
-    )
+        dearer.append("system calls")
+    if dearer:
+        raise SystemExit(f"dearer than allowed: {', '.join(dearer)}")
 
 
 def main():
@@ -276,16 +200,27 @@ def main():
     for flag in ("--quick", "--update", "--check"):
         parser.add_argument(flag, action="store_true")
     options = parser.parse_args()
+    rows = []
     with tempfile.TemporaryDirectory() as folder:
-        socket = str(pathlib.Path(folder) / "s")
+        socket = f"{folder}/s"
         if options.check:
-            faults = check(socket, folder)
-            raise SystemExit(f"dearer than allowed: {', '.join(faults)}" if faults else 0)
-        drain(pathlib.Path(folder) / "pipe")
-        results = measure_all(socket, folder, options.quick)
-    print(report.tables(results), end="")
+            check(socket, folder)
+            return
+        for case in all_cases(socket, folder, options.quick):
+            print(f"bench: {case.title}", file=sys.stderr)
+            rows += measure_case(case, socket, folder)
+        built = list(sizes(folder))
+    text = measure.table([heading for _, heading, _ in COLUMNS],
+                 [[form.format(row[key]) for key, _, form in COLUMNS] for row in rows])
+    text += "\n" + measure.table(["build", "bytes, stripped", "bytes as linked"], built)
+    print(text, end="")
     if options.update:
-        report.write(results)
+        (FIGURES / "performance.md").write_text(
+            "# What one run costs: the figures\n\n"
+            "Written by `bench/run --update`, not by hand. "
+            "[performance.md](../performance.md) says what the columns mean.\n\n"
+            f"Measured on {datetime.date.today().isoformat()}, {os.cpu_count()} processors.\n\n{text}")
+        draw(rows, FIGURES / "performance.svg")
 
 
 if __name__ == "__main__":

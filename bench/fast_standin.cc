@@ -1,5 +1,5 @@
 // A daemon for measuring: one process that serves one client after another, as
-// fast as the socket allows, and says nothing but that it is ready.
+// fast as the socket allows, and says nothing.
 //
 //   bench-standin SOCKET BYTES    answers `stats` with a stream of BYTES and every
 //                                 other command with a successful reply of BYTES
@@ -60,7 +60,6 @@ int main(int argc, char** argv) {
     const auto bytes = static_cast<std::uint32_t>(std::stoul(argv[2]));
     const std::string piece = TextOf(PIECE_SIZE);
     const standin::UnixListener listener(argv[1]);
-    std::cout << "ready" << std::endl;
     for (;;) {
       Serve(listener.Accept().Get(), bytes, piece);
     }

@@ -113,17 +113,15 @@ int main(int argc, char** argv) {
   const rlimit all{1U << 14U, 1U << 14U};
   setrlimit(RLIMIT_NOFILE, &all);
   try {
-    if (words.size() == 4 && words[0] == "exchange") {
-      ExchangeFor(words[1], std::stoi(words[2]), std::stoi(words[3]));
-    } else if (words.size() == 3 && words[0] == "silent") {
-      Silence(words[1], std::stoi(words[2]));
-    } else if (words.size() == 3 && words[0] == "dribble") {
-      Dribble(words[1], std::stoi(words[2]));
-    } else if (words.size() == 3 && words[0] == "serve") {
-      Serve(words[1], words[2]);
+    const std::string& mode = words.at(0);
+    if (mode == "exchange") {
+      ExchangeFor(words.at(1), std::stoi(words.at(2)), std::stoi(words.at(3)));
+    } else if (mode == "silent") {
+      Silence(words.at(1), std::stoi(words.at(2)));
+    } else if (mode == "dribble") {
+      Dribble(words.at(1), std::stoi(words.at(2)));
     } else {
-      std::cerr << "usage: bench-load exchange|silent|dribble|serve SOCKET ...\n";
-      return 2;
+      Serve(words.at(1), words.at(2));
     }
   } catch (const std::exception& error) {
     std::cerr << "bench-load: " << error.what() << '\n';

@@ -3,15 +3,11 @@
 has a thread for each client, and writes docs/figures/standin.md. Uses the programs that
 `bench/run` builds in build/bench."""
 
-import contextlib
-import os
 import pathlib
 import re
-import socket as sockets
 import statistics
 import subprocess
 import tempfile
-import time
 
 import measure
 
@@ -20,27 +16,6 @@ STANDIN = measure.BUILD / "bench" / "trel-standin"
 FIGURES = measure.ROOT / "docs" / "figures" / "standin.md"
 ROUNDS = 5
 SECONDS = 2
-
-
-def listens(path):
-    with sockets.socket(sockets.AF_UNIX) as client:
-        return client.connect_ex(path) == 0
-
-
-@contextlib.contextmanager
-def server(words, socket):
-    process = subprocess.Popen([str(word) for word in words], stdout=subprocess.DEVNULL)
-    try:
-        while not listens(socket):
-            if process.poll() is not None:
-                raise SystemExit(f"{words[0]} has ended")
-            time.sleep(0.01)
-        yield process
-    finally:
-        process.terminate()
-        process.wait()
-        with contextlib.suppress(FileNotFoundError):
-            os.unlink(socket)
 
 
 def exchanges(socket, threads):
@@ -59,7 +34,7 @@ def ratios(socket, standin, threads_of, other):
     for _ in range(ROUNDS):
         counts = []
         for words in standin, other:
-            with server(words, socket):
+            with measure.server(words, socket):
                 counts.append(exchanges(socket, threads_of))
         found.append(counts[0] / counts[1])
     return statistics.median(found)
@@ -69,7 +44,7 @@ def beside_dribblers(socket, standin):
     """What is left to one client beside four that send byte by byte."""
     found = []
     for _ in range(ROUNDS):
-        with server(standin, socket):
+        with measure.server(standin, socket):
             alone = exchanges(socket, 1)
             dribblers = subprocess.Popen([LOAD, "dribble", socket, "4"])
             found.append(exchanges(socket, 1) / alone)
@@ -80,7 +55,7 @@ def beside_dribblers(socket, standin):
 
 def beside_silent(socket, standin, clients):
     """Memory (KiB) for each, and the milliseconds of an exchange beside them."""
-    with server(standin, socket) as process:
+    with measure.server(standin, socket) as process:
         before = memory(process)
         load = subprocess.Popen([LOAD, "silent", socket, str(clients)], stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, text=True)
@@ -103,10 +78,9 @@ def main():
         kib, milliseconds = beside_silent(socket, standin, 10000)
         rows.append(("memory for each of 10000 silent clients", f"{kib:.1f} KiB"))
         rows.append(("an exchange beside them", f"{milliseconds:.2f} ms"))
-    lines = ["# The stand-in daemon under load", "", "Written by `bench/standin.py`.", "",
-             "| what | measured |", "|---|---|"] + [f"| {what} | {value} |" for what, value in rows]
-    FIGURES.write_text("\n".join(lines) + "\n")
-    print("\n".join(lines[4:]))
+    table = measure.table(["what", "measured"], rows)
+    FIGURES.write_text("# The stand-in daemon under load\n\nWritten by `bench/standin.py`.\n\n" + table)
+    print(table, end="")
 
 
 if __name__ == "__main__":
