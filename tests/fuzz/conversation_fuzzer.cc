@@ -64,14 +64,8 @@ int MemoryFile(const char* text) {
 }
 
 standin::Script MakeScript(std::size_t number) {
-  static const auto FILES = [] {
-    std::array<int, SCRIPTS.size()> files{};
-    for (std::size_t index = 0; index < files.size(); ++index) {
-      files.at(index) = MemoryFile(SCRIPTS.at(index).text);
-    }
-    return files;
-  }();
-  return standin::ReadScript("/proc/self/fd/" + std::to_string(FILES.at(number)));
+  const Descriptor file(MemoryFile(SCRIPTS.at(number).text));
+  return standin::ReadScript("/proc/self/fd/" + std::to_string(file.Get()));
 }
 
 /// What a script replies to all that a client has sent; a stateless one.
