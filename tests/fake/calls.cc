@@ -1,5 +1,6 @@
 // The calls that end here. The linker hands calls of these C library functions to __wrap_<name>
-// here. While nothing is contained they go straight on to the library.
+// here. While nothing is contained they go straight on to the library; some the client alone
+// makes.
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -27,12 +28,6 @@ void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_malloc(std::size_t size);
 char* __real_strdup(const char* text);
 void __real_free(void* memory);
-__sighandler_t __real_signal(int number, __sighandler_t handler);
-int __real_socket(int domain, int type, int protocol);
-int __real_setsockopt(int fd, int level, int name, const void* value, socklen_t size);
-int __real_connect(int fd, const sockaddr* address, socklen_t size);
-ssize_t __real_send(int fd, const void* bytes, std::size_t count, int flags);
-ssize_t __real_recv(int fd, void* bytes, std::size_t count, int flags);
 ssize_t __real_read(int fd, void* bytes, std::size_t count);
 ssize_t __real_write(int fd, const void* bytes, std::size_t count);
 std::FILE* __real_fopen(const char* path, const char* mode);
@@ -58,7 +53,9 @@ class Call {
  public:
   Call(std::string_view name, const std::string& arguments)
       : text_(std::string(name) + "(" + arguments + ")"),
-        faulty_(name == TheSystem().fault.call && --TheSystem().fault.occurrence == 0) {}
+        faulty_(name == TheSystem().fault.call && --TheSystem().fault.occurrence == 0) {
+    Require(contained, "a call that the client alone makes");
+  }
 
   [[nodiscard]] bool Fails() const { return faulty_ && TheSystem().fault.effect == Fault::FAILS; }
   [[nodiscard]] bool IsShort() const { return faulty_ && TheSystem().fault.effect == Fault::SHORT; }
@@ -231,18 +228,12 @@ void __wrap_free(void* memory) {
 }
 
 __sighandler_t __wrap_signal(int number, __sighandler_t handler) {
-  if (!fake::contained) {
-    return __real_signal(number, handler);
-  }
   Call call("signal",
             std::string(sigabbrev_np(number)) + (handler == SIG_IGN ? ", ignored" : ", ?"));
   return call.Return(call.Fails() ? -1 : 0) == 0 ? SIG_DFL : SIG_ERR;
 }
 
 int __wrap_socket(int domain, int type, int protocol) {
-  if (!fake::contained) {
-    return __real_socket(domain, type, protocol);
-  }
   Call call("socket", std::string(domain == AF_UNIX ? "unix" : "?") + ", " +
                           (type == SOCK_STREAM ? "stream" : "?") + ", " + std::to_string(protocol));
   call.End(call.Fails() ? "-1" : "socket");
@@ -250,34 +241,22 @@ int __wrap_socket(int domain, int type, int protocol) {
 }
 
 int __wrap_setsockopt(int fd, int level, int name, const void* value, socklen_t size) {
-  if (!fake::contained) {
-    return __real_setsockopt(fd, level, name, value, size);
-  }
   Call call("setsockopt", fake::NameOf(fd) + ", " + fake::Describe(level, name, value, size));
   return call.Return(call.Fails() ? -1 : call.IsShort() ? fake::TheSystem().fault.number : 0);
 }
 
 int __wrap_connect(int fd, const sockaddr* address, socklen_t size) {
-  if (!fake::contained) {
-    return __real_connect(fd, address, size);
-  }
   Call call("connect", fake::NameOf(fd) + ", " + fake::Describe(address, size));
   return call.Return(call.Fails() ? -1 : 0);
 }
 
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t count, int flags) {
-  if (!fake::contained) {
-    return __real_send(fd, bytes, count, flags);
-  }
   const std::string size = std::to_string(count);
   return fake::Append(Call("send", fake::NameOf(fd) + ", " + size + (flags == 0 ? ", 0" : ", ?")),
                       fake::TheSystem().sent, bytes, count);
 }
 
 ssize_t __wrap_recv(int fd, void* bytes, std::size_t count, int flags) {
-  if (!fake::contained) {
-    return __real_recv(fd, bytes, count, flags);
-  }
   const std::string size = std::to_string(count);
   return fake::Receive(Call("recv", fake::NameOf(fd) + ", " + size +
                                         (flags == MSG_WAITALL ? ", wait for all" : ", ?")),
