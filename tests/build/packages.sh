@@ -124,7 +124,8 @@ installed=1
 cmp "$folder/deb/usr/sbin/trel-tool" /usr/sbin/trel-tool
 cd - >/dev/null
 
-tests/build/hardening.sh /usr/sbin/trel-tool libc.so.6
+tests/build/binary.sh /usr/sbin/trel-tool 0
+tests/build/hardening.sh /usr/sbin/trel-tool
 tests/build/hardening.sh /usr/bin/trel-standin
 for page in trel-tool trel-standin; do
   file=$(man --where 8 "$page")

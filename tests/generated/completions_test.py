@@ -81,24 +81,15 @@ PLACES = [
 ]
 
 
-class Bash:
-    """Calls the completion function with the words as readline splits them."""
+class Command:
+    """A shell that is started for each question."""
 
     def __init__(self, folder, environment):
         self.folder, self.environment = folder, environment
 
-    def ask(self, line, listing=False):
-        words = []
-        for word in line.split(" "):
-            head, equals, tail = word.partition("=")
-            words += [head, equals, tail] if equals and tail else [head] if head or not words else []
-        if line.endswith(" "):
-            words.append("")
-        command = ["bash", HERE / "ask.bash", COMPLETIONS / "trel-tool.bash",
-                   str(len(words) - 1), *words]
-        environment = dict(self.environment, COMP_TYPE="63" if listing else "9", COLUMNS="200")
-        result = subprocess.run(command, cwd=self.folder, env=environment, check=True,
-                                capture_output=True, text=True)
+    def run(self, command, **variables):
+        result = subprocess.run(command, cwd=self.folder, env={**self.environment, **variables},
+                                check=True, capture_output=True, text=True)
         if result.stderr:
             raise AssertionError(result.stderr)
         return result.stdout.splitlines()
@@ -107,27 +98,39 @@ class Bash:
         pass
 
 
-class Fish:
-    """Asks with fish's own command for it."""
+class Bash(Command):
+    """Calls the completion function with the words as readline splits them."""
 
-    def __init__(self, folder, environment):
-        self.folder, self.environment = folder, environment
+    SCRIPT = r'''
+source "$0"
+COMP_CWORD=$(($# - 1)) COMP_WORDS=("$@")
+export COMP_LINE="$*"
+_trel_tool
+((${#COMPREPLY[@]} == 0)) || printf '%s\n' "${COMPREPLY[@]}"
+'''
+
+    def ask(self, line, listing=False):
+        words = []
+        for word in line.split(" "):
+            head, equals, tail = word.partition("=")
+            words += [head, equals, tail] if equals and tail else [head] if head or not words else []
+        if line.endswith(" "):
+            words.append("")
+        return self.run(["bash", "-c", self.SCRIPT, COMPLETIONS / "trel-tool.bash", *words],
+                        COMP_TYPE="63" if listing else "9", COLUMNS="200")
+
+
+class Fish(Command):
+    """Asks with fish's own command for it."""
 
     def ask(self, line, listing=False):
         completions = shlex.quote(f"{COMPLETIONS}/trel-tool.fish")
-        script = f"source {completions}; complete -C {shlex.quote(line)}"
-        result = subprocess.run(["fish", "--no-config", "-c", script], cwd=self.folder,
-                                env=self.environment, check=True, capture_output=True, text=True)
-        if result.stderr:
-            raise AssertionError(result.stderr)
-        lines = result.stdout.splitlines()
+        lines = self.run(["fish", "--no-config", "-c",
+                          f"source {completions}; complete -C {shlex.quote(line)}"])
         # fish 4 names matches inside of words too; a user sees them where no word begins so.
         begun = line.split(" ")[-1]
         lines = [text for text in lines if text.startswith(begun)] or lines
         return lines if listing else [text.split("\t")[0] for text in lines]
-
-    def close(self):
-        pass
 
 
 class Zsh:
