@@ -20,7 +20,6 @@ left_out=(
   # the program.
   QslibsDeathTest.PanicWritesTheTextAndALineEndAndAborts
   '*/AnnouncedLength.BeyondTheMemoryLimitAborts/*'
-  '*/EndingSignal.EndsAWaitingClientAtOnce/QUIT'
   # The client is started as trel-tool, whatever the name that the test gives it.
   Help.NamesTheProgramAsInvoked
   # qemu-user handles signals of its own.
@@ -28,7 +27,6 @@ left_out=(
 )
 # What a process with 32-bit addresses cannot do: allocate 2 GiB at once. Its client aborts.
 beyond_32_bits=(
-  StoppedClient.TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory
   '*/AnnouncedLength.NotSentIsAnEmptySuccessInBoundedMemory/2'
   '*/AnnouncedLength.NotSentIsAnEmptySuccessInBoundedMemory/3'
 )

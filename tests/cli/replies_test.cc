@@ -1,22 +1,28 @@
 // Replies and streams of every size, in pieces, cut at every byte, with too much after them,
 // odd ones and none: what is printed, and how the run ends.
+// Huge lengths are announced and not sent, or beyond what can be allocated: the client's memory
+// follows what arrives, not what was announced.
 
 #include "tests/cli/replies.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include <csignal>
 
 #include "tests/support/temp_folder.h"
 
 namespace tests {
 namespace {
 
+using Words = std::vector<std::string>;
 using standin::AwaitHangUp;
 using standin::Call;
 using standin::HalfClose;
 using standin::ReadRequest;
 using standin::SendBytes;
 using standin::Step;
-using Words = std::vector<std::string>;
 
 const Words PRINTS = {PRINTING};
 const Words SILENT = {SILENT_ONE};
@@ -193,6 +199,43 @@ TEST(StreamMemory, DoesNotGrowWithTheStream) {
   };
   // Much more than the test holds, which is the least that a peak can be.
   EXPECT_LT(peakKib(256), peakKib(1) + 16 * 1024);
+}
+
+/// Far from the lengths, and more than the tests themselves hold.
+constexpr long FEW_KIB = 256 * 1024;
+const char* const HUGE_LENGTHS[] = {"7ffff000", "7fffffff", "80000000", "ffffffff"};
+
+class AnnouncedLength : public testing::TestWithParam<const char*> {
+ protected:
+  /// The peak memory of a process begins with what its parent holds.
+  void SetUp() override {
+    if (ClientIsSanitized()) {
+      GTEST_SKIP() << "sanitizers take memory of their own";
+    }
+    malloc_trim(0);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Of, AnnouncedLength, testing::ValuesIn(HUGE_LENGTHS));
+
+TEST_P(AnnouncedLength, NotSentIsAnEmptySuccessInBoundedMemory) {
+  for (const char* status : {"00000000", "00000005"}) {
+    const ClientResult run = RunWithReply(PRINTING, FromHex(status) + FromHex(GetParam()) + "part");
+    EXPECT_TRUE(Ended(run, "\n", SHORT_PAYLOAD_WARNING, 0));
+    EXPECT_LT(run.maxRssKib, FEW_KIB);
+  }
+}
+
+TEST_P(AnnouncedLength, BeyondTheMemoryLimitAborts) {
+  const ClientResult run = RunClientAgainst(
+      {.words = {PRINTING},
+       .steps = {ReadRequest{}, SendBytes{Zeros(4) + FromHex(GetParam())}, AwaitHangUp{}},
+       .prepare = [] {
+         constexpr rlimit LIMIT = {512UL << 20, 512UL << 20};
+         setrlimit(RLIMIT_AS, &LIMIT);
+       }});
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "TREL_SafeMalloc:3116: Failed to allocate new memory\n");
+  EXPECT_EQ(run.signal, SIGABRT);
 }
 
 }  // namespace

@@ -1,9 +1,8 @@
-// Signals: SIGPIPE is ignored, and nothing else of what the caller has set is changed. One that
-// ends programs ends the client at once. A client that is stopped while it waits and then
+// Signals: SIGPIPE is ignored, and nothing else of what the caller has set is changed, so that one
+// that ends programs ends the client at once. A client that is stopped while it waits and then
 // continued has its system call fail with EINTR, because a receive time-out is set: signal(7).
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -79,17 +78,6 @@ TEST(Signals, AreLeftAsTheCallerSetThemButForTheBrokenPipe) {
   });
 }
 
-class EndingSignal : public testing::TestWithParam<int> {};
-INSTANTIATE_TEST_SUITE_P(Of, EndingSignal, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT),
-                         [](const auto& test) { return sigabbrev_np(test.param); });
-
-TEST_P(EndingSignal, EndsAWaitingClientAtOnce) {
-  const ClientResult run = RunUnanswered(
-      {PRINTING, "-t", "1"}, "", [](pid_t client) { kill(client, GetParam()); }, DumpNoCore);
-  EXPECT_EQ(run.signal, GetParam());
-  EXPECT_EQ(run.out + run.err, "");
-}
-
 /// One letter; R while the process runs, S while it waits. See proc(5).
 char StateOf(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
@@ -149,22 +137,6 @@ TEST(StoppedClient, TakesWhatHasComeForAllThatComes) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.words[0] + " " + testing::PrintToString(row.bytes));
     EXPECT_TRUE(Ended(RunStopped(row.words, row.bytes), row.out, row.err, row.exitValue));
-  }
-}
-
-TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory) {
-  if (ClientIsSanitized()) {
-    GTEST_SKIP() << "sanitizers take memory of their own";
-  }
-  malloc_trim(0);  // the peak memory of a process begins with what its parent holds
-  for (const std::size_t length : {0x7ffff000U, 0x80000000U, 0xffffffffU}) {
-    for (const auto& [status, err, exitValue] :
-         {std::tuple{"00000000", "", 0},
-          {"00000005", "Error received: Unknown status 0x00000005: \n", 5}}) {
-      const ClientResult run = RunStopped({SILENT_ONE}, Header(status, length));
-      EXPECT_TRUE(Ended(run, "", err, exitValue));
-      EXPECT_LT(run.maxRssKib, FEW_KIB);
-    }
   }
 }
 

@@ -17,7 +17,6 @@
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
-#include "tests/support/scripted_daemon.h"
 
 namespace tests {
 namespace {

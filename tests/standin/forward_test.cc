@@ -10,7 +10,6 @@
 #include "tests/support/client.h"
 #include "tests/support/command_samples.h"
 #include "tests/support/running_standin.h"
-#include "tests/support/scripted_daemon.h"
 
 namespace tests {
 namespace {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 
 namespace tests {
@@ -192,17 +191,6 @@ TEST(Language, ARuleHoldsInItsStateAndSetsTheNext) {
                                    {"command": "fix-concats", "then": "b"}]})",
        {{{"fix-concats"}, 0}}},
   });
-}
-
-TEST(Language, TheExampleWithStatesIsFollowedByTheExampleUnderTest) {
-  const TempFolder folder;
-  const std::string examples = TREL_SOURCE_DIR "/standin/examples/";
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log",
-                                        "--script", examples + "rebalance.json", "--",
-                                        examples + "rebalance.sh", ClientPath(), folder / "s"});
-  EXPECT_EQ(run.exitValue, 0);
-  EXPECT_THAT(run.out, testing::EndsWith("moved after 4 polls\n"));
-  EXPECT_EQ(run.err, "");
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/support/markdown.h"
 #include "tests/support/running_standin.h"
 
 namespace tests {
@@ -216,8 +215,19 @@ TEST(Schema, AndTheReaderAgreeOnEveryScript) {
 
 TEST(Schema, AcceptsEveryExampleOfTheManual) {
   const TempFolder folder;
-  const std::vector<std::string> examples =
-      CodeBlocks(ReadFile(TREL_SOURCE_DIR "/docs/standin.md"), "json");
+  std::vector<std::string> examples;
+  bool inside = false;
+  std::ifstream page(TREL_SOURCE_DIR "/docs/standin.md");
+  for (std::string line; std::getline(page, line);) {
+    if (line == "```json") {
+      inside = true;
+      examples.emplace_back();
+    } else if (line == "```") {
+      inside = false;
+    } else if (inside) {
+      examples.back() += line + "\n";
+    }
+  }
   EXPECT_GE(examples.size(), 3U);
   EXPECT_THAT(SchemaVerdicts(folder, examples), testing::Each("valid"));
   for (std::size_t index = 0; index < examples.size(); ++index) {

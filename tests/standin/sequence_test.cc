@@ -151,25 +151,21 @@ TEST(Sequence, ACommandAfterDashesIsRunAndServedUntilItEnds) {
   EXPECT_THAT(different.out, testing::EndsWith("cleaned up\n"));
 }
 
-TEST(Sequence, TheExampleScriptIsFollowedByTheExampleUnderTest) {
+TEST(Sequence, TheExamplesUnderTestFollowTheirScriptsAndCleanUpAfterARefusal) {
   const TempFolder folder;
   const std::string examples = TREL_SOURCE_DIR "/standin/examples/";
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log",
-                                        "--script", examples + "maintenance.json", "--",
-                                        examples + "maintenance.sh", ClientPath(), folder / "s"});
-  EXPECT_EQ(run.exitValue, 0);
-  EXPECT_EQ(run.out, "{\"feasible\":true}\n");
-  EXPECT_EQ(run.err, "trel-standin: the script was followed: 3 requests\n");
-}
-
-TEST(Sequence, TheExampleUnderTestCleansUpAfterARefusal) {
-  const TempFolder folder;
-  std::ofstream(folder / "script") << R"({"sequence": [{"command": "disable-workitem"},
+  std::ofstream(folder / "refusal") << R"({"sequence": [{"command": "disable-workitem"},
       {"command": "what-if-entity-decom", "reply": {"status": 5}}, {"command": "enable-workitem"}]})";
-  const ProcessResult run = RunStandin(
-      {"--socket", folder / "s", "--log", folder / "log", "--script", folder / "script", "--",
-       TREL_SOURCE_DIR "/standin/examples/maintenance.sh", ClientPath(), folder / "s"});
-  EXPECT_EQ(run.exitValue, 5) << run.err;
+  for (const auto& [script, program, exitValue, out] :
+       {std::tuple{examples + "maintenance.json", "maintenance.sh", 0, "{\"feasible\":true}\n"},
+        {examples + "rebalance.json", "rebalance.sh", 0, "moved after 4 polls\n"},
+        {folder / "refusal", "maintenance.sh", 5, ""}}) {
+    const ProcessResult run =
+        RunStandin({"--socket", folder / "s", "--log", folder / "log", "--script", script, "--",
+                    examples + program, ClientPath(), folder / "s"});
+    EXPECT_EQ(run.exitValue, exitValue) << run.err;
+    EXPECT_THAT(run.out, testing::EndsWith(out));
+  }
 }
 
 TEST(Sequence, TheExitValueIsTheCommandsUnlessTheHandlerFailedOrTheScriptWasNotFollowed) {

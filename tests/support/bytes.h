@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -25,7 +26,13 @@ using standin::HexDump;
 
 /// The byte order of the machine that the client under test is built for: "big" or "little"
 /// in the environment's TREL_TOOL_BYTE_ORDER, for one that an emulator runs, else this one's.
-[[nodiscard]] std::endian ClientByteOrder();
+[[nodiscard]] inline std::endian ClientByteOrder() {
+  const char* order = std::getenv("TREL_TOOL_BYTE_ORDER");
+  if (order == nullptr) {
+    return std::endian::native;
+  }
+  return std::string_view(order) == "big" ? std::endian::big : std::endian::little;
+}
 
 /// A number as the client has it in memory: payloads carry theirs in its host's byte order.
 template <typename Number>
@@ -39,8 +46,15 @@ template <typename Number>
 }
 
 /// Whether both are the same bytes; shows both in hexadecimal if not.
-[[nodiscard]] testing::AssertionResult SameBytes(std::string_view expected,
-                                                 std::string_view actual);
+[[nodiscard]] inline testing::AssertionResult SameBytes(std::string_view expected,
+                                                        std::string_view actual) {
+  if (expected == actual) {
+    return testing::AssertionSuccess();
+  }
+  return testing::AssertionFailure() << "expected " << expected.size() << " bytes:\n"
+                                     << HexDump(expected) << "got " << actual.size() << " bytes:\n"
+                                     << HexDump(actual);
+}
 
 }  // namespace tests
 

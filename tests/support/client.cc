@@ -2,10 +2,12 @@
 
 #include "tests/support/client.h"
 
+#include <sys/socket.h>
+
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
-#include "tests/support/scripted_daemon.h"
 #include "tests/support/temp_folder.h"
 
 namespace tests {
@@ -19,6 +21,37 @@ bool ClientIsSanitized() { return TREL_SANITIZED && std::getenv("TREL_TOOL") == 
 
 bool ClientRunsBare() {
   return !ClientIsSanitized() && std::getenv("TREL_MEMCHECK_LOGS") == nullptr;
+}
+
+ScriptedDaemon::ScriptedDaemon(const std::string& path, std::vector<standin::Step> steps)
+    : listener_(path), thread_([this, steps = std::move(steps)] {
+        try {
+          standin::Descriptor connection = listener_.Accept();
+          called_ = true;
+          received_ = standin::PlaySteps(std::move(connection), steps);
+        } catch (const std::system_error&) {
+          // The listener was shut down: nobody has called.
+        }
+      }) {}
+
+ScriptedDaemon::~ScriptedDaemon() { Finish(); }
+
+void ScriptedDaemon::Finish() {
+  if (thread_.joinable()) {
+    // Clients in the queue are still served; without one, accept fails.
+    shutdown(listener_.Fd(), SHUT_RD);
+    thread_.join();
+  }
+}
+
+std::string ScriptedDaemon::Received() {
+  Finish();
+  return received_;
+}
+
+bool ScriptedDaemon::WasCalled() {
+  Finish();
+  return called_;
 }
 
 ClientResult RunClientAgainst(const ClientRun& run) {

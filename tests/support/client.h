@@ -1,13 +1,16 @@
-// Runs the real client binary against a scripted daemon.
+// Runs the real client binary, alone or against a daemon for one client whose every byte the test
+// writes down.
 
 #ifndef TESTS_SUPPORT_CLIENT_H
 #define TESTS_SUPPORT_CLIENT_H
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/steps.h"
+#include "core/unix_socket.h"
 #include "tests/support/process.h"
 
 namespace tests {
@@ -23,6 +26,31 @@ namespace tests {
 /// Whether nothing stands between the client under test and the system: no sanitizer,
 /// no memory checker.
 [[nodiscard]] bool ClientRunsBare();
+
+/// Listens on `path` from construction on, accepts one client and plays `steps`
+/// to it. A client that never comes is waited for until destruction.
+class ScriptedDaemon {
+ public:
+  ScriptedDaemon(const std::string& path, std::vector<standin::Step> steps);
+  ~ScriptedDaemon();
+  ScriptedDaemon(const ScriptedDaemon&) = delete;
+  ScriptedDaemon& operator=(const ScriptedDaemon&) = delete;
+
+  /// Waits for the last step and returns all bytes that the client sent and a step
+  /// has read. If no client has come, none will: returns an empty text at once.
+  [[nodiscard]] std::string Received();
+
+  /// Like Received, and tells whether a client has come at all.
+  [[nodiscard]] bool WasCalled();
+
+ private:
+  void Finish();
+
+  standin::UnixListener listener_;
+  bool called_ = false;
+  std::string received_;
+  std::thread thread_;
+};
 
 struct ClientResult : ProcessResult {
   bool called = false;  ///< whether the client connected

@@ -1,21 +1,19 @@
-// fork(2) and exec(2) with standard output and standard error in pipes.
+// fork(2) and exec(2) with standard output and standard error in files in memory.
 
 #include "tests/support/process.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <iterator>
-#include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "core/descriptor.h"
 #include "tests/support/bytes.h"
@@ -25,32 +23,22 @@ namespace {
 
 using standin::Descriptor;
 
-struct Pipe {
-  Descriptor reading;
-  Descriptor writing;
-};
-
-Pipe MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    throw std::system_error(errno, std::generic_category(), "pipe2");
+Descriptor MakeFile(const char* name) {
+  Descriptor file(memfd_create(name, MFD_CLOEXEC));
+  if (file.Get() < 0) {
+    throw std::system_error(errno, std::generic_category(), "memfd_create");
   }
-  return {Descriptor(ends[0]), Descriptor(ends[1])};
+  return file;
 }
 
-std::string ReadToEnd(int fd) {
-  std::string text;
-  std::array<char, 65536> piece{};
-  for (;;) {
-    const ssize_t count = read(fd, piece.data(), piece.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count <= 0) {
-      return text;
-    }
-    text.append(piece.data(), static_cast<std::size_t>(count));
+std::string ContentOf(const Descriptor& file) {
+  struct stat status {};
+  if (fstat(file.Get(), &status) != 0) {
+    throw std::system_error(errno, std::generic_category(), "fstat");
   }
+  std::string text(static_cast<std::size_t>(status.st_size), '\0');
+  text.resize(static_cast<std::size_t>(pread(file.Get(), text.data(), text.size(), 0)));
+  return text;
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
@@ -110,13 +98,13 @@ void ResetSettings() {
   umask(022);
 }
 
-[[noreturn]] void BecomeProgram(const ProcessSetup& setup, const Image& image, const Pipe& out,
-                                const Pipe& err) {
+[[noreturn]] void BecomeProgram(const ProcessSetup& setup, const Image& image,
+                                const Descriptor& out, const Descriptor& err) {
   ResetSettings();
   const Descriptor none(open("/dev/null", O_RDONLY | O_CLOEXEC));
   dup2(none.Get(), STDIN_FILENO);
-  dup2(out.writing.Get(), STDOUT_FILENO);
-  dup2(err.writing.Get(), STDERR_FILENO);
+  dup2(out.Get(), STDOUT_FILENO);
+  dup2(err.Get(), STDERR_FILENO);
   if (setup.prepare) {
     setup.prepare();
   }
@@ -125,11 +113,6 @@ void ResetSettings() {
 }
 
 }  // namespace
-
-void DumpNoCore() {
-  constexpr rlimit NONE = {0, 0};
-  setrlimit(RLIMIT_CORE, &NONE);
-}
 
 testing::AssertionResult Ended(const ProcessResult& run, const std::string& out,
                                const std::string& err, int exitValue) {
@@ -143,41 +126,37 @@ testing::AssertionResult Ended(const ProcessResult& run, const std::string& out,
   return SameBytes(out, run.out) << "on standard output";
 }
 
-ProcessResult RunProcess(const ProcessSetup& setup) {
+RunningProcess::RunningProcess(const ProcessSetup& setup)
+    : out_(MakeFile("out")), err_(MakeFile("err")) {
   const Image image(setup);
-  Pipe out = MakePipe();
-  Pipe err = MakePipe();
-  const pid_t process = fork();
-  if (process < 0) {
+  number_ = fork();
+  if (number_ < 0) {
     throw std::system_error(errno, std::generic_category(), "fork");
   }
-  if (process == 0) {
-    BecomeProgram(setup, image, out, err);
+  if (number_ == 0) {
+    BecomeProgram(setup, image, out_, err_);
   }
-  out.writing.Close();
-  err.writing.Close();
+}
 
-  ProcessResult result;
-  std::thread errReader([&] { result.err = ReadToEnd(err.reading.Get()); });
-  std::thread outReader([&] { result.out = ReadToEnd(out.reading.Get()); });
-  if (setup.whileRunning) {
-    setup.whileRunning(process);
-  }
-  errReader.join();
-  outReader.join();
-
+ProcessResult RunningProcess::Wait() const {
   int status = 0;
   rusage usage{};
-  if (wait4(process, &status, 0, &usage) != process) {
+  if (wait4(number_, &status, 0, &usage) != number_) {
     throw std::system_error(errno, std::generic_category(), "wait4");
   }
-  result.maxRssKib = usage.ru_maxrss;
-  if (WIFEXITED(status)) {
-    result.exitValue = WEXITSTATUS(status);
-  } else {
-    result.signal = WTERMSIG(status);
+  return {.out = ContentOf(out_),
+          .err = ContentOf(err_),
+          .exitValue = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+          .signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+          .maxRssKib = usage.ru_maxrss};
+}
+
+ProcessResult RunProcess(const ProcessSetup& setup) {
+  const RunningProcess process(setup);
+  if (setup.whileRunning) {
+    setup.whileRunning(process.Number());
   }
-  return result;
+  return process.Wait();
 }
 
 }  // namespace tests

@@ -1,4 +1,4 @@
-// A process on a thread, its standard output in a pipe that the test reads.
+// A process, its standard output in a pipe that the test reads.
 
 #include "tests/support/running_standin.h"
 
@@ -12,10 +12,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <future>
 #include <iterator>
 #include <limits>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -53,7 +51,7 @@ RunningStandin::RunningStandin(const Json& script, const std::vector<std::string
 }
 
 RunningStandin::~RunningStandin() {
-  if (thread_.joinable()) {
+  if (reader_.joinable()) {
     (void)Stop();
   }
 }
@@ -64,23 +62,14 @@ void RunningStandin::Start(std::vector<std::string> words) {
     throw std::system_error(errno, std::generic_category(), "pipe2");
   }
   output_ = standin::Descriptor(ends[0]);
-  const int writing = ends[1];
+  standin::Descriptor writing(ends[1]);
 
   const std::array<std::string, 3> head = {"trel-standin", "--socket", Socket()};
   words.insert(words.begin(), head.begin(), head.end());
-  std::promise<pid_t> started;
-  std::future<pid_t> process = started.get_future();
-  thread_ = std::thread([this, words = std::move(words), writing, &started] {
-    ended_ = RunProcess({.arguments = words,
-                         .program = StandinPath(),
-                         .prepare = [writing] { dup2(writing, STDOUT_FILENO); },
-                         .whileRunning =
-                             [writing, &started](pid_t number) {
-                               close(writing);
-                               started.set_value(number);
-                             }});
-  });
-  process_ = process.get();
+  process_.emplace(ProcessSetup{.arguments = std::move(words),
+                                .program = StandinPath(),
+                                .prepare = [&writing] { dup2(writing.Get(), STDOUT_FILENO); }});
+  writing.Close();
   reader_ = std::thread([this] { ReadOutput(); });
   firstLine_ = ReadLine();
 }
@@ -132,11 +121,9 @@ Json RunningStandin::NextLine() {
 }
 
 StandinResult RunningStandin::Stop(int signal) {
-  kill(process_, signal);
+  kill(Process(), signal);
   return Finish();
 }
-
-StandinResult RunningStandin::Stop() { return Stop(SIGTERM); }
 
 StandinResult RunningStandin::Finish() {
   StandinResult result;
@@ -144,9 +131,9 @@ StandinResult RunningStandin::Finish() {
     result.log.push_back(Json::parse(line));
   }
   reader_.join();
-  thread_.join();
-  result.exitValue = ended_.exitValue;
-  result.err = ended_.err;
+  const ProcessResult ended = process_->Wait();
+  result.exitValue = ended.exitValue;
+  result.err = ended.err;
   return result;
 }
 

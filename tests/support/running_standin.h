@@ -6,8 +6,10 @@
 #include <sys/types.h>
 
 #include <condition_variable>
+#include <csignal>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -50,7 +52,7 @@ class RunningStandin {
   [[nodiscard]] std::string Socket() const { return folder_ / "s"; }
   [[nodiscard]] std::string InFolder(const std::string& name) const { return folder_ / name; }
   [[nodiscard]] const std::string& FirstLine() const { return firstLine_; }
-  [[nodiscard]] pid_t Process() const { return process_; }
+  [[nodiscard]] pid_t Process() const { return process_->Number(); }
 
   /// Runs `trel-tool -s <socket> <words>`.
   [[nodiscard]] ProcessResult Client(std::vector<std::string> words) const;
@@ -62,8 +64,7 @@ class RunningStandin {
   [[nodiscard]] Json NextLine();
 
   /// Sends the signal and waits for the end.
-  [[nodiscard]] StandinResult Stop(int signal);
-  [[nodiscard]] StandinResult Stop();
+  [[nodiscard]] StandinResult Stop(int signal = SIGTERM);
   /// Waits for the end.
   [[nodiscard]] StandinResult Finish();
 
@@ -81,9 +82,7 @@ class RunningStandin {
   bool outputEnded_ = false;
   std::condition_variable moreRead_;
   std::string firstLine_;
-  pid_t process_ = -1;
-  ProcessResult ended_;
-  std::thread thread_;
+  std::optional<RunningProcess> process_;
   std::thread reader_;
 };
 

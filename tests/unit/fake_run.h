@@ -28,39 +28,27 @@ struct FakeRun : fake::RunOutcome {
   std::string file;
 };
 
-/// The words of a command line, one after the other in memory as the system puts them. The
-/// last one's terminator is the last byte that may be read.
-class GuardedWords {
- public:
-  explicit GuardedWords(const std::vector<std::string>& words) {
-    std::string bytes;
-    for (const std::string& word : words) {
-      bytes.append(word).push_back('\0');
-    }
-    const std::size_t used = (bytes.size() / PAGE + 1) * PAGE;
-    size_ = used + PAGE;
-    memory_ = static_cast<char*>(
-        mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    EXPECT_EQ(mprotect(memory_ + used, PAGE, PROT_NONE), 0);
-    char* place = memory_ + used - bytes.size();
-    std::memcpy(place, bytes.data(), bytes.size());
-    for (const std::string& word : words) {
-      pointers_.push_back(place);
-      place += word.size() + 1;
-    }
+/// The words of a command line, one after the other in memory as the system puts them, until the
+/// next call. The last one's terminator is the last byte that may be read.
+[[nodiscard]] inline std::vector<char*> GuardedWords(const std::vector<std::string>& words) {
+  constexpr std::size_t PAGE = 4096;
+  constexpr std::size_t SIZE = 256 * PAGE;
+  static char* const END = [] {
+    void* memory =
+        mmap(nullptr, SIZE + PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char* end = static_cast<char*>(memory) + SIZE;
+    EXPECT_EQ(mprotect(end, PAGE, PROT_NONE), 0);
+    return end;
+  }();
+  std::vector<char*> pointers(words.size());
+  char* place = END;
+  for (std::size_t index = words.size(); index-- > 0;) {
+    place -= words[index].size() + 1;
+    std::memcpy(place, words[index].c_str(), words[index].size() + 1);
+    pointers[index] = place;
   }
-  ~GuardedWords() { munmap(memory_, size_); }
-  GuardedWords(const GuardedWords&) = delete;
-  GuardedWords& operator=(const GuardedWords&) = delete;
-
-  [[nodiscard]] const std::vector<char*>& Pointers() const { return pointers_; }
-
- private:
-  static constexpr std::size_t PAGE = 4096;
-  std::size_t size_;
-  char* memory_;
-  std::vector<char*> pointers_;
-};
+  return pointers;
+}
 
 /// A daemon that says "ok" whatever becomes of the request.
 [[nodiscard]] inline std::string OkReply(const CommandSample& sample) {
@@ -83,7 +71,6 @@ class GuardedWords {
     std::vector<std::string> words, const std::string& reply, const fake::Fault& fault = {},
     const std::vector<std::string>& first = {"trel-tool", "-s", "/s"}) {
   words.insert(words.begin(), first.begin(), first.end());
-  const GuardedWords guarded(words);
   unsetenv("POSIXLY_CORRECT");  // of the tests' caller
   fake::ResetSystem();
   fake::System& system = fake::TheSystem();
@@ -91,7 +78,7 @@ class GuardedWords {
   system.fault = fault;
   const auto requests = std::make_unique<trel::LargeRequests>();
   FakeRun run;
-  static_cast<fake::RunOutcome&>(run) = fake::RunClient(guarded.Pointers(), *requests);
+  static_cast<fake::RunOutcome&>(run) = fake::RunClient(GuardedWords(words), *requests);
   EXPECT_LE(system.fault.occurrence, fault.call.empty() ? 1 : 0) << "no such call: " << fault.call;
   run.calls = system.calls;
   run.sent = system.sent;

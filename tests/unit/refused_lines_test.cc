@@ -198,28 +198,13 @@ TEST(CheckOfTheLongOptionIndex, TestsTheWordAtThatIndexOfTheReorderedWords) {
 }
 
 TEST(CheckOfTheLongOptionIndex, IsThePositionOfTheLastLongOptionInTheTable) {
-  const std::string list = UuidList(1);
-  // From number 3 on.
-  const std::string options[] = {"--timeout=1",
-                                 "--uuid=" + list,
-                                 "--uuid-list=" + list,
-                                 "--json={}",
-                                 "--file-path=x",
-                                 "--decom-mode=1",
-                                 "--ensure-durability",
-                                 "--reason=1",
-                                 "--work-item=MOVE",
-                                 "--recovery-mode=1",
-                                 "--wipe-disk",
-                                 "--all",
-                                 "--destination-list=" + list,
-                                 "--exclusion-list=" + list,
-                                 "--exclusion-mode=1"};
   for (const IndexCheck& check : INDEX_CHECKS) {
-    std::size_t before = 0;  // words before the one at that index
-    for (const std::string& option : options) {
+    for (const auto& [option, index] : {std::pair{"--timeout=1", 3U},
+                                        {"--uuid=01234567-89ab-cdef", 4U},
+                                        {"--all", 14U},
+                                        {"--exclusion-mode=1", 17U}}) {
       SCOPED_TRACE(option);
-      Words words(before++, "x");
+      Words words(index - 3, "x");  // before the one at that index
       words.insert(words.begin(), {option, check.command});
       EXPECT_EQ(CheckIndex(words), check.message);
       words.emplace_back("x");

@@ -1,6 +1,5 @@
-// The project's own implementation of the support library's four functions.
-
-#include "support/qslibs.h"
+// Statuses and where they come from, and the project's own implementation of the support
+// library's four functions.
 
 #include <gtest/gtest.h>
 
@@ -11,12 +10,27 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/qslibs.h"
 #include "support/status.h"
 
 namespace trel {
 namespace {
 
 using QslibsDeathTest = testing::Test;
+
+TEST(Status, HasFixedValues) {
+  EXPECT_EQ(STATUS_OK, 0U);
+  EXPECT_EQ(STATUS_FAILURE, 0x0bad0001U);
+  EXPECT_EQ(STATUS_ERRNO_BASE, 0x2bad0000U);
+}
+
+TEST(Status, OfAnErrnoIsTheBaseAndItsAbsoluteValueIn32Bits) {
+  EXPECT_EQ(StatusFromErrno(0), 0U);
+  EXPECT_EQ(StatusFromErrno(32), 0x2bad0020U);
+  EXPECT_EQ(StatusFromErrno(-5), 0x2bad0005U);
+  EXPECT_EQ(StatusFromErrno(INT32_MAX), 0xabacffffU);
+  EXPECT_EQ(StatusFromErrno(INT32_MIN), 0xabad0000U);
+}
 
 TEST(Warning, WritesExactlyTheFormattedText) {
   testing::internal::CaptureStderr();
