@@ -67,6 +67,13 @@ void ExpectRequests(const std::vector<Row>& rows) {
   }
 }
 
+TEST(CountUuidListEntries, GoesByTheLengthAlone) {
+  for (const auto& [length, entries] :
+       {std::pair{0U, 0U}, {35U, 0U}, {36U, 1U}, {72U, 1U}, {73U, 2U}}) {
+    EXPECT_EQ(trel::CountUuidListEntries(std::string(length, ',').c_str()), entries) << length;
+  }
+}
+
 TEST(Request, HasAUuidAsFarAsItGoes) {
   ExpectRequests({
       {{"crawler", "-u", "01234567-89AB-cdef-fedc-ba9876543210-and-more"}, 2, UUID},
