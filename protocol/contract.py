@@ -20,6 +20,7 @@ class Loader(getattr(yaml, "CSafeLoader", yaml.SafeLoader)):
     """Keys are texts; a key that stands twice is a mistake."""
 
     def construct_mapping(self, node, deep=False):
+        self.flatten_mapping(node)
         keys = [key.value for key, _ in node.value]
         for key in keys:
             if keys.count(key) > 1:
