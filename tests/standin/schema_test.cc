@@ -98,6 +98,8 @@ const std::vector<ScriptCase>& Scripts() {
        "/rules/0/fields/eventName: must be empty or one of update, add, delete"},
       {R"({"rules": [{"command": "update-treldb", "fields": {"filePath": "a\u0000b"}}]})",
        "/rules/0/fields/filePath: must have no zero byte: it would end the text"},
+      {R"({"rules": [{"command": "update-treldb", "fields": {"filePath": {"matches": "a\u0000b"}}}]})",
+       "/rules/0/fields/filePath/matches: must have no zero byte"},
       {R"({"rules": [{"command": "what-if-upgrade", "fields": {"uuidList": ["a,b"]}}]})",
        "/rules/0/fields/uuidList/0: must have no comma and no zero byte: they end an item"},
 

@@ -288,6 +288,22 @@ TEST(Server, ALogThatCannotBeWrittenEndsItWith1) {
   EXPECT_EQ(result.err, "trel-standin: the log cannot be written: No space left on device\n");
 }
 
+TEST(Server, ACaptureOrARecordThatCannotBeWrittenEndsItWith1) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"--pcap", "/dev/full"}, "the capture is not complete"},
+      {{"--forward", "/none", "--record", "/dev/full"},
+       "the record cannot be written: No space left on device"},
+  };
+  for (const auto& [words, why] : cases) {
+    RunningStandin standin(words);
+    (void)standin.Client({"what-if-cancel"});
+    const StandinResult result = standin.Stop();
+    EXPECT_EQ(result.exitValue, 1);
+    EXPECT_EQ(result.err, "trel-standin: " + why + "\n");
+    EXPECT_FALSE(result.log.empty());
+  }
+}
+
 TEST(Server, Serves200ClientsAtOnce) {
   RunningStandin standin;
   std::vector<ProcessResult> runs(200);
