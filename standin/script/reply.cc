@@ -20,14 +20,14 @@ namespace {
 constexpr std::uint32_t STATUS_FAILURE = 0x0bad0001;
 constexpr std::uint64_t MOST_WORD = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t MOST_MILLISECONDS = 86'400'000;
-constexpr std::uintmax_t MOST_FILE_SIZE = 1U << 30U;
+constexpr std::uintmax_t MOST_FILE_SIZE = 128U << 20U;
 
 std::string FileBytes(const JsonReader& json) {
   const auto path = json.Folder() / json.Text();
   // Folders, FIFOs and devices have no size.
   std::error_code error;
   if (std::filesystem::file_size(path, error) > MOST_FILE_SIZE && !error) {
-    json.Refuse("the file " + path.string() + " is longer than 1 GiB");
+    json.Refuse("the file " + path.string() + " is longer than 128 MiB");
   }
   std::ifstream file;
   if (!error) {

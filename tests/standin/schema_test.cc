@@ -365,13 +365,13 @@ TEST(Schema, AScriptOrPayloadFileThatCannotBeReadIsRefused) {
   }
   ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
   std::ofstream(folder / "large").close();
-  std::filesystem::resize_file(folder / "large", (1U << 30U) + 1);
+  std::filesystem::resize_file(folder / "large", (128U << 20U) + 1);
   const std::pair<std::string, std::string> cases[] = {
       {"none", "cannot read the file " + (folder / "none")},
       {".", "cannot read the file " + (folder / ".")},
       {"fifo", "cannot read the file " + (folder / "fifo")},
       {"/dev/zero", "cannot read the file /dev/zero"},
-      {"large", "the file " + (folder / "large") + " is longer than 1 GiB"},
+      {"large", "the file " + (folder / "large") + " is longer than 128 MiB"},
   };
   for (const auto& [name, why] : cases) {
     WriteFile(folder / "script", R"({"rules": [{"reply": {"file": ")" + name + "\"}}]}");
