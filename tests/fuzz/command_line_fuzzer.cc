@@ -135,7 +135,7 @@ void CheckExchange(const ParsedLine& line, const RunOutcome& run) {
   const Given& file = line.Of("output-path");
   const bool toFile = line.Mode() == ReplyMode::STREAM && file.given;
   Require(Called("fopen(") == toFile, "no file but the one of a stream");
-  Require(!toFile || Called("fopen(\"" + std::string(file.text) + "\", \"w\")"), "output file");
+  Require(!toFile || Called("fopen(\"" + std::string(file.text) + R"(", "w"))"), "output file");
   Require(run.status == (toFile ? 0x2bad000d : 0U), "status");
   Require(TheSystem().out == (line.Mode() == ReplyMode::PRINT ? "\n" : ""), "output");
 }

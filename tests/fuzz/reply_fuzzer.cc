@@ -234,7 +234,7 @@ void Check(const Scene& scene) {
   Require(system.out == expected.out, "output");
   const bool opensFile =
       !system.calls.empty() &&
-      system.calls[0].starts_with("fopen(\"" + std::string(OUTPUT_PATH) + "\", \"w\")");
+      system.calls[0].starts_with("fopen(\"" + std::string(OUTPUT_PATH) + R"(", "w"))");
   Require(opensFile == expected.opensFile, "the output file is opened first");
   Require(system.file == expected.file, "output file");
   Require(outcome.blocksHeld == (expected.payloadKept ? 1 : 0), "payloads left behind");
