@@ -22,6 +22,10 @@ inline const std::string SILENT_ONE = "what-if-cancel";
 inline const std::string SHORT_PAYLOAD_WARNING =
     "Failed to receive the complete UDS message sent. Please try again";
 
+/// Bounds the client's memory: far from the payloads that daemons announce here, and more than
+/// the tests themselves hold.
+inline constexpr long FEW_KIB = 256 * 1024;
+
 /// The reply header of `status`, eight hexadecimal digits, and a length.
 [[nodiscard]] inline std::string Header(const std::string& status, std::size_t length) {
   std::ostringstream digits;

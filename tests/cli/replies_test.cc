@@ -201,8 +201,6 @@ TEST(StreamMemory, DoesNotGrowWithTheStream) {
   EXPECT_LT(peakKib(256), peakKib(1) + 16 * 1024);
 }
 
-/// Far from the lengths, and more than the tests themselves hold.
-constexpr long FEW_KIB = 256 * 1024;
 const char* const HUGE_LENGTHS[] = {"7ffff000", "7fffffff", "80000000", "ffffffff"};
 
 class AnnouncedLength : public testing::TestWithParam<const char*> {

@@ -3,6 +3,7 @@
 // continued has its system call fail with EINTR, because a receive time-out is set: signal(7).
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -137,6 +138,23 @@ TEST(StoppedClient, TakesWhatHasComeForAllThatComes) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.words[0] + " " + testing::PrintToString(row.bytes));
     EXPECT_TRUE(Ended(RunStopped(row.words, row.bytes), row.out, row.err, row.exitValue));
+  }
+}
+
+/// Of an error reply a length beyond INT_MAX bounds no text.
+TEST(StoppedClient, TakesALongPayloadOfWhichNothingHasComeForZerosInBoundedMemory) {
+  if (ClientIsSanitized()) {
+    GTEST_SKIP() << "sanitizers take memory of their own";
+  }
+  malloc_trim(0);  // the peak memory of a process begins with what its parent holds
+  for (const std::size_t length : {0x7ffff000U, 0x80000000U, 0xffffffffU}) {
+    for (const auto& [status, err, exitValue] :
+         {std::tuple{"00000000", "", 0},
+          {"00000005", "Error received: Unknown status 0x00000005: \n", 5}}) {
+      const ClientResult run = RunStopped({SILENT_ONE}, Header(status, length));
+      EXPECT_TRUE(Ended(run, "", err, exitValue));
+      EXPECT_LT(run.maxRssKib, FEW_KIB);
+    }
   }
 }
 
