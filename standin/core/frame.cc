@@ -67,14 +67,12 @@ std::string ReadFrame(int fd) {
 }
 
 bool WriteAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent < 0 && errno != EINTR) {
-      return false;
-    }
+  ssize_t sent = 0;
+  while (!bytes.empty() && (sent >= 0 || errno == EINTR)) {
+    sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
   }
-  return true;
+  return bytes.empty();
 }
 
 }  // namespace standin

@@ -18,8 +18,6 @@ namespace tests {
 namespace {
 
 using Words = std::vector<std::string>;
-using standin::ReadRequest;
-using standin::SendBytes;
 
 const std::string UUID = "01234567-89ab-cdef-fedc-ba9876543210";
 
@@ -66,7 +64,7 @@ TEST(PosixlyCorrect, EndsTheOptionsAtTheCommandWord) {
   EXPECT_EQ(refused.exitValue, 1);
   // What looks like an option is a positional word then.
   const ClientResult level = RunClientAgainst(
-      {.words = {"log-level", "-a"}, .steps = {standin::ReadRequest{}}, .environment = correct});
+      {.words = {"log-level", "-a"}, .steps = {ReadRequest{}}, .environment = correct});
   EXPECT_TRUE(SameBytes(standin::EncodeFrame(7, "-a"), level.request));
 }
 

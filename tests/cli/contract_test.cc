@@ -18,9 +18,6 @@ namespace tests {
 namespace {
 
 using standin::EncodeFrame;
-using standin::ReadRequest;
-using standin::SendBytes;
-using standin::Step;
 
 class ContractExample : public testing::TestWithParam<CommandSample> {};
 INSTANTIATE_TEST_SUITE_P(All, ContractExample, testing::ValuesIn(AllSamples()), SampleName);

@@ -20,12 +20,7 @@ namespace tests {
 namespace {
 
 using Words = std::vector<std::string>;
-using standin::AwaitHangUp;
-using standin::Call;
 using standin::Descriptor;
-using standin::HalfClose;
-using standin::ReadRequest;
-using standin::SendBytes;
 
 enum class GoesTo { CALLER, DAEMON, NOBODY };
 using enum GoesTo;

@@ -11,12 +11,6 @@
 namespace tests {
 namespace {
 
-using standin::AwaitHangUp;
-using standin::Call;
-using standin::ReadRequest;
-using standin::SendBytes;
-using standin::Step;
-
 constexpr int PACE_MS = 4000;
 /// More bytes than come at that pace within the 20 seconds of the time-out.
 constexpr std::size_t MORE_THAN_COME = 8;

@@ -49,8 +49,7 @@ inline constexpr long FEW_KIB = 256 * 1024;
 
 /// Runs `word` against a daemon that reads the request, sends `bytes` and hangs up.
 [[nodiscard]] inline ClientResult RunWithReply(const std::string& word, const std::string& bytes) {
-  return RunClientAgainst(
-      {.words = {word}, .steps = {standin::ReadRequest{}, standin::SendBytes{bytes}}});
+  return RunClientAgainst({.words = {word}, .steps = {ReadRequest{}, SendBytes{bytes}}});
 }
 
 }  // namespace tests

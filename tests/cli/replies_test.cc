@@ -17,12 +17,6 @@ namespace tests {
 namespace {
 
 using Words = std::vector<std::string>;
-using standin::AwaitHangUp;
-using standin::Call;
-using standin::HalfClose;
-using standin::ReadRequest;
-using standin::SendBytes;
-using standin::Step;
 
 const Words PRINTS = {PRINTING};
 const Words SILENT = {SILENT_ONE};

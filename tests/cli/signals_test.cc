@@ -16,10 +16,6 @@
 namespace tests {
 namespace {
 
-using standin::AwaitHangUp;
-using standin::Call;
-using standin::ReadRequest;
-using standin::SendBytes;
 using Words = std::vector<std::string>;
 
 /// Runs `words` against a daemon that reads the request, sends `bytes` and then nothing;

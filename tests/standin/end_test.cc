@@ -209,12 +209,12 @@ TEST(End, AReplyThatADaemonOwesIsForwarded) {
   const TempFolder folder;
   pid_t process = 0;
   Descriptor idle;
-  ScriptedDaemon daemon(folder / "d", {standin::ReadRequest{}, standin::Call{[&](int) {
+  ScriptedDaemon daemon(folder / "d", {ReadRequest{}, Call{[&](int) {
                                          kill(process, SIGTERM);
                                          // The signal has been seen once this one is hung up on.
                                          EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
                                        }},
-                                       standin::SendBytes{EncodeFrame(0, "in flight")}});
+                                       SendBytes{EncodeFrame(0, "in flight")}});
   RunningStandin standin({"--forward", folder / "d"});
   process = standin.Process();
   const std::string request = EncodeFrame(35, "");

@@ -14,11 +14,7 @@
 namespace tests {
 namespace {
 
-using standin::AwaitHangUp;
 using standin::EncodeFrame;
-using standin::ReadBytes;
-using standin::ReadRequest;
-using standin::SendBytes;
 
 /// What the daemon receives and the client prints with a stand-in in between.
 struct Forwarded {
@@ -27,7 +23,7 @@ struct Forwarded {
   StandinResult standin;
 };
 
-Forwarded RunThroughProxy(const std::vector<std::string>& words, std::vector<standin::Step> steps) {
+Forwarded RunThroughProxy(const std::vector<std::string>& words, std::vector<Step> steps) {
   const TempFolder folder;
   ScriptedDaemon daemon(folder / "d", std::move(steps));
   RunningStandin standin({"--forward", folder / "d", "--once"});
@@ -44,8 +40,7 @@ TEST(Forward, EachCommandIsTheSameByteForByteAsWithoutIt) {
     SCOPED_TRACE(sample.name);
     const std::string reply =
         sample.mode == ReplyMode::STREAM ? "line\n" : EncodeFrame(0, "a reply");
-    const std::vector<standin::Step> steps = {ReadRequest{}, SendBytes{reply}, standin::HalfClose{},
-                                              AwaitHangUp{}};
+    const std::vector<Step> steps = {ReadRequest{}, SendBytes{reply}, HalfClose{}, AwaitHangUp{}};
     const ClientResult direct = RunClientAgainst({.words = sample.words, .steps = steps});
     const Forwarded forwarded = RunThroughProxy(sample.words, steps);
     EXPECT_TRUE(SameBytes(direct.request, forwarded.request));

@@ -23,12 +23,12 @@ bool ClientRunsBare() {
   return !ClientIsSanitized() && std::getenv("TREL_MEMCHECK_LOGS") == nullptr;
 }
 
-ScriptedDaemon::ScriptedDaemon(const std::string& path, std::vector<standin::Step> steps)
+ScriptedDaemon::ScriptedDaemon(const std::string& path, std::vector<Step> steps)
     : listener_(path), thread_([this, steps = std::move(steps)] {
         try {
           standin::Descriptor connection = listener_.Accept();
           called_ = true;
-          received_ = standin::PlaySteps(std::move(connection), steps);
+          received_ = PlaySteps(std::move(connection), steps);
         } catch (const std::system_error&) {
           // The listener was shut down: nobody has called.
         }

@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "core/steps.h"
 #include "core/unix_socket.h"
 #include "tests/support/process.h"
+#include "tests/support/steps.h"
 
 namespace tests {
 
@@ -31,7 +31,7 @@ namespace tests {
 /// to it. A client that never comes is waited for until destruction.
 class ScriptedDaemon {
  public:
-  ScriptedDaemon(const std::string& path, std::vector<standin::Step> steps);
+  ScriptedDaemon(const std::string& path, std::vector<Step> steps);
   ~ScriptedDaemon();
   ScriptedDaemon(const ScriptedDaemon&) = delete;
   ScriptedDaemon& operator=(const ScriptedDaemon&) = delete;
@@ -58,8 +58,8 @@ struct ClientResult : ProcessResult {
 };
 
 struct ClientRun {
-  std::vector<std::string> words;         ///< after `trel-tool -s <socket>`
-  std::vector<standin::Step> steps = {};  ///< what the daemon does
+  std::vector<std::string> words;  ///< after `trel-tool -s <socket>`
+  std::vector<Step> steps = {};    ///< what the daemon does
   std::vector<std::string> environment = {};
   std::function<void()> prepare = {};
   std::function<void(pid_t)> whileRunning = {};

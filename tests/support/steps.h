@@ -1,9 +1,8 @@
 // A conversation with one client as a list of steps, played in order.
 
-#ifndef STANDIN_CORE_STEPS_H
-#define STANDIN_CORE_STEPS_H
+#ifndef TESTS_SUPPORT_STEPS_H
+#define TESTS_SUPPORT_STEPS_H
 
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <variant>
@@ -11,15 +10,10 @@
 
 #include "core/descriptor.h"
 
-namespace standin {
+namespace tests {
 
 /// Reads one framed request to its end.
 struct ReadRequest {};
-
-/// Reads so many bytes.
-struct ReadBytes {
-  std::size_t count;
-};
 
 /// Sends the bytes as they stand.
 struct SendBytes {
@@ -38,16 +32,13 @@ struct Call {
 /// Sends no more, but still reads.
 struct HalfClose {};
 
-/// Hangs up. With bytes of the client unread, it sees a connection reset.
-struct Close {};
-
-using Step = std::variant<ReadRequest, ReadBytes, SendBytes, AwaitHangUp, Call, HalfClose, Close>;
+using Step = std::variant<ReadRequest, SendBytes, AwaitHangUp, Call, HalfClose>;
 
 /// Plays `steps` on `connection` and returns all bytes that the client sent and a
 /// step has read. A client that vanishes ends no step list early. The connection
-/// is closed at the end.
-std::string PlaySteps(Descriptor connection, const std::vector<Step>& steps);
+/// is closed at the end; with bytes of the client unread, it sees a connection reset.
+std::string PlaySteps(standin::Descriptor connection, const std::vector<Step>& steps);
 
-}  // namespace standin
+}  // namespace tests
 
-#endif  // STANDIN_CORE_STEPS_H
+#endif  // TESTS_SUPPORT_STEPS_H

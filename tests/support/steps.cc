@@ -1,6 +1,6 @@
 // One overload for each type of step.
 
-#include "core/steps.h"
+#include "tests/support/steps.h"
 
 #include <sys/socket.h>
 
@@ -9,32 +9,30 @@
 
 #include "core/frame.h"
 
-namespace standin {
+namespace tests {
 namespace {
 
 struct Player {
-  Descriptor& connection;
+  const standin::Descriptor& connection;
   std::string& received;
 
-  void operator()(const ReadRequest& /*step*/) const { received += ReadFrame(connection.Get()); }
-  void operator()(const ReadBytes& step) const {
-    received += ReadExactly(connection.Get(), step.count);
+  void operator()(const ReadRequest& /*step*/) const {
+    received += standin::ReadFrame(connection.Get());
   }
-  void operator()(const SendBytes& step) const { WriteAll(connection.Get(), step.bytes); }
+  void operator()(const SendBytes& step) const { standin::WriteAll(connection.Get(), step.bytes); }
   void operator()(const AwaitHangUp& /*step*/) const {
-    received += ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
+    received += standin::ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
   }
   void operator()(const Call& step) const { step.function(connection.Get()); }
   void operator()(const HalfClose& /*step*/) const {
     // Fails on one that is closed, as a step may.
     shutdown(connection.Get(), SHUT_WR);  // NOLINT(clang-analyzer-unix.StdCLibraryFunctions)
   }
-  void operator()(const Close& /*step*/) const { connection.Close(); }
 };
 
 }  // namespace
 
-std::string PlaySteps(Descriptor connection, const std::vector<Step>& steps) {
+std::string PlaySteps(standin::Descriptor connection, const std::vector<Step>& steps) {
   std::string received;
   for (const Step& step : steps) {
     std::visit(Player{connection, received}, step);
@@ -42,4 +40,4 @@ std::string PlaySteps(Descriptor connection, const std::vector<Step>& steps) {
   return received;
 }
 
-}  // namespace standin
+}  // namespace tests
