@@ -2,6 +2,7 @@
 
 #include "server/connection.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -77,14 +78,11 @@ std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string
       }
       return IoResult::DONE;
     }
-    if (count == 0) {
+    if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
       return IoResult::HUNG_UP;
     }
     if (errno == EAGAIN) {
       return std::nullopt;
-    }
-    if (errno != EINTR) {
-      return IoResult::BROKEN;
     }
   }
 }
@@ -184,31 +182,37 @@ Task<IoResult> Connection::Send(std::string_view bytes) {
   co_return IoResult::DONE;
 }
 
+bool Connection::IsGone() const {
+  pollfd client{.fd = fd_, .events = 0, .revents = 0};
+  return poll(&client, 1, 0) > 0;
+}
+
 Task<IoResult> Connection::Pause(std::chrono::milliseconds time) {
+  if (time.count() == 0) {
+    co_return IoResult::DONE;
+  }
   const Clock::time_point end = Clock::now() + time;
-  if (time.count() > 0 && !gone_) {
+  while (!IsGone() && loop_.GetState() == Loop::State::RUNNING && Clock::now() < end) {
     Watched().async_wait(AsyncDescriptor::wait_error,
                          [self = weak_from_this()](const std::error_code& error) {
                            const auto connection = self.lock();
                            if (!error && connection) {
-                             connection->gone_ = true;
                              connection->wake_.Notify();
                            }
                          });
-    while (!gone_ && loop_.GetState() == Loop::State::RUNNING && Clock::now() < end) {
-      co_await wake_.WaitUntil(end);
-    }
+    co_await wake_.WaitUntil(end);
     watched_.cancel();
   }
-  co_return gone_ ? IoResult::HUNG_UP : IoResult::DONE;
+  co_return IsGone() ? IoResult::HUNG_UP : IoResult::DONE;
 }
 
 Task<bool> Connection::AwaitGone() {
-  std::error_code error = asio::error::operation_aborted;
-  while (error && MayWait()) {
-    co_await Watched().async_wait(AsyncDescriptor::wait_error, asio::redirect_error(AWAIT, error));
+  std::error_code ignored;
+  while (!IsGone() && MayWait()) {
+    co_await Watched().async_wait(AsyncDescriptor::wait_error,
+                                  asio::redirect_error(AWAIT, ignored));
   }
-  co_return !error;
+  co_return IsGone();
 }
 
 void Connection::Abandon() {
@@ -230,18 +234,15 @@ void Connection::BecomeIdle() {
 
 const char* TextOf(IoResult result) {
   switch (result) {
-    case IoResult::DONE:
-      return "done";
-    case IoResult::HUNG_UP:
-      return "hung up";
-    case IoResult::BROKEN:
-      return "broken connection";
     case IoResult::IDLE:
       return "silent for too long";
     case IoResult::STOPPED:
       return "the server stops";
+    case IoResult::DONE:
+    case IoResult::HUNG_UP:
+      break;
   }
-  return "";
+  return "hung up";
 }
 
 }  // namespace standin

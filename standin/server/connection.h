@@ -19,9 +19,9 @@
 
 namespace standin {
 
-enum class IoResult { DONE, HUNG_UP, BROKEN, IDLE, STOPPED };
+enum class IoResult { DONE, HUNG_UP, IDLE, STOPPED };
 
-/// "done", "hung up", "broken connection", "silent for too long" or "the server stops".
+/// "hung up", "silent for too long" or "the server stops". Requires: not DONE.
 [[nodiscard]] const char* TextOf(IoResult result);
 
 class Connection : public std::enable_shared_from_this<Connection> {
@@ -80,6 +80,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
  private:
   [[nodiscard]] bool MayWait() const;
+  /// Whether the peer has closed altogether. Asked of the system: what the loop reports may be of
+  /// another descriptor, one that was closed while its event was in the queue.
+  [[nodiscard]] bool IsGone() const;
   [[nodiscard]] bool IsSlow() const;
   /// Asks for less or more, after a call that took `time`.
   void AdaptTo(Clock::duration time);
@@ -103,7 +106,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
   bool patient_ = false;
   bool abandoned_ = false;
   bool idle_ = false;
-  bool gone_ = false;
 };
 
 }  // namespace standin
