@@ -100,9 +100,6 @@ bool Command::HasEnded() {
 }
 
 bool Command::IsGone() {
-  if (!HasEnded()) {
-    return false;
-  }
   const std::vector<pid_t> orphans = Orphans();
   return std::count_if(orphans.begin(), orphans.end(),
                        [](pid_t orphan) { return waitpid(orphan, nullptr, WNOHANG) == 0; }) == 0;

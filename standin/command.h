@@ -24,7 +24,7 @@ class Command {
 
   /// Whether it has ended; what it leaves running gets a SIGTERM then. Never waits.
   [[nodiscard]] bool HasEnded();
-  /// Whether it has ended, and all that it has left running too. Never waits.
+  /// Whether all that it has left running has ended too. Requires: it has ended. Never waits.
   [[nodiscard]] bool IsGone();
   /// Sends a signal to it and to all that it has started.
   void Signal(int signal) const;

@@ -99,10 +99,7 @@ class Run {
   }
 
   void AwaitSignal() {
-    signals_.async_wait([this](const std::error_code& error, int signal) {
-      if (error) {
-        return;
-      }
+    signals_.async_wait([this](const std::error_code& /*nobody cancels*/, int signal) {
       if (signal != SIGCHLD) {
         Interrupt();
       }

@@ -128,14 +128,12 @@ std::string ToJson(const Value& value) {
 
 bool operator==(const Value& one, const Value& other) {
   const auto* const natural = one.As<std::uint64_t>();
-  const auto* const otherNatural = other.As<std::uint64_t>();
-  if (natural != nullptr && other.As<double>() != nullptr) {
-    return static_cast<double>(*natural) == *other.As<double>();
+  const auto* const number = other.As<double>();
+  if (one.As<double>() != nullptr && number == nullptr) {
+    return other == one;
   }
-  if (otherNatural != nullptr && one.As<double>() != nullptr) {
-    return static_cast<double>(*otherNatural) == *one.As<double>();
-  }
-  return one.is == other.is;
+  return natural != nullptr && number != nullptr ? static_cast<double>(*natural) == *number
+                                                 : one.is == other.is;
 }
 
 }  // namespace standin

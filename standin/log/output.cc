@@ -118,16 +118,11 @@ void Output::Flush() {
     if (count >= 0) {
       taken_ += static_cast<std::size_t>(count);
       written_ += static_cast<std::uint64_t>(count);
-    } else if (errno == EAGAIN) {
-      break;
-    } else if (errno != EINTR) {
+    } else if (errno != EINTR && errno != EAGAIN) {
       error_ = errno;
     }
   }
-  if (taken_ == kept_.size()) {
-    kept_.clear();
-    taken_ = 0;
-  } else if (taken_ > kept_.size() / 2) {
+  if (taken_ > kept_.size() / 2) {
     kept_.erase(0, std::exchange(taken_, 0));
   }
 }

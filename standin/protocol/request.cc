@@ -197,7 +197,7 @@ class Decoder {
       case FieldType::RESERVED:
         return ToHex(bytes);
     }
-    return nullptr;
+    __builtin_unreachable();
   }
 
   void DecodeField(const Field& field, std::string_view bytes) {

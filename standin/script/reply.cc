@@ -145,11 +145,10 @@ std::string PrintedText(const contract::Reply& expected, const Request& request)
   std::string text = "{";
   for (const contract::ReplyMember& member : expected.members) {
     const Value* const repeated = Find(request.fields, member.field);
-    if (!member.field.empty() && repeated == nullptr) {
-      continue;
+    if (member.field.empty() || repeated != nullptr) {
+      text += (text.size() > 1 ? "," : "") + ToJson(member.name) + ":" +
+              (repeated != nullptr ? ToJson(*repeated) : member.json);
     }
-    text += (text.size() > 1 ? "," : "") + ToJson(member.name) + ":" +
-            (repeated != nullptr ? ToJson(*repeated) : member.json);
   }
   return text + "}";
 }
@@ -169,7 +168,7 @@ const char* TextOf(Reply::Type type) {
     case Reply::Type::SILENCE:
       return "silence";
   }
-  return "";
+  __builtin_unreachable();
 }
 
 }  // namespace

@@ -85,15 +85,10 @@ void Loop::AwaitIdle() {
     return;
   }
   idleTimer_.expires_at(idle_.front().first);
-  idleTimer_.async_wait([this](const std::error_code& error) {
-    if (error) {
-      return;
-    }
-    for (auto& [time, connection] : idle_) {
-      if (time > Clock::now()) {
-        break;
-      }
-      connection->BecomeIdle();
+  idleTimer_.async_wait([this](const std::error_code& /*nobody cancels*/) {
+    const Clock::time_point now = Clock::now();
+    for (auto wait = idle_.begin(); wait != idle_.end() && wait->first <= now; ++wait) {
+      wait->second->BecomeIdle();
     }
     AwaitIdle();
   });

@@ -3,6 +3,8 @@
 Works on clang's view of the code. Left alone are proofs for the compiler
 (static_assert, consteval functions), macros and declarations without a value.
 """
+import contextlib
+import ctypes
 import dataclasses
 import pathlib
 import shlex
@@ -10,8 +12,10 @@ import shlex
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
 
-# Version 14, whose bindings these are, knows no coroutines.
-cindex.Config.set_library_file("libclang-16.so.1")
+# Debian 12 has bindings of version 14, which knows no coroutines; those of later releases do.
+with contextlib.suppress(OSError):
+    ctypes.CDLL("libclang-16.so.1")
+    cindex.Config.set_library_file("libclang-16.so.1")
 
 SWAPPED = {
     "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],

@@ -10,6 +10,8 @@
 namespace tests {
 namespace {
 
+constexpr std::uint32_t LAST_OPERATION = 9;
+
 TEST(DefaultReplies, DecodesEveryExampleFieldByField) {
   RunningStandin standin;
   const std::vector<CommandSample> samples = AllSamples();
@@ -47,6 +49,16 @@ TEST(DefaultReplies, SendsNothingForTheCommandsWithoutReply) {
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(32, "")), "");
   EXPECT_TRUE(
       SameBytes(FromHex("00000000 00000000"), standin.Exchange(standin::EncodeFrame(29, ""))));
+}
+
+TEST(DefaultReplies, RepeatsWhatTheRequestHas) {
+  const RunningStandin standin;
+  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  const std::string rest = R"("operation":"REPAIR","result":"done"})";
+  EXPECT_EQ(standin.Exchange(standin::EncodeFrame(LAST_OPERATION, uuid)),
+            standin::EncodeFrame(0, R"({"uuid":")" + uuid + R"(",)" + rest));
+  EXPECT_EQ(standin.Exchange(standin::EncodeFrame(LAST_OPERATION, "short")),
+            standin::EncodeFrame(0, "{" + rest));
 }
 
 TEST(DefaultReplies, UnknownCodeIsAFailureAndIsWarnedOf) {

@@ -112,6 +112,8 @@ TEST(Language, AFieldMatchesAnExpressionARangeASetOrAnything) {
   const std::string range = script("start-proactive-rebalance",
                                    R"({"timeSpan": {"min": 60, "max": 90},
                                        "varianceThreshold": {"max": 0.5}})");
+  const std::string whole =
+      script("start-proactive-rebalance", R"({"timeSpan": 60, "varianceThreshold": 1})");
   const std::string set = script("enable-workitem", R"({"workItem": {"oneOf": [2, 7]}})");
   const std::string text = script("update-treldb", R"({"filePath": {"matches": "^/a.*z$"}})");
   const std::string uuid = script("crawler", R"({"uuid": {"oneOf": ["FFEEDDCC-BBAA-9988-7766-)"
@@ -129,6 +131,7 @@ TEST(Language, AFieldMatchesAnExpressionARangeASetOrAnything) {
       {range,
        {{{"start-proactive-rebalance", "60", "0.75"}, 1}},
        "varianceThreshold: expected at most 0.5, got 0.75\n"},
+      {whole, {{{"start-proactive-rebalance", "60", "1"}, 2}}},
       {set, {{{"enable-workitem", "-i", "MOVE"}, 2}}},
       {set, {{{"enable-workitem", "-i", "CHANGE"}, 1}}, "workItem: expected 2 or 7, got 14\n"},
       {text, {{{"update-treldb", "-f", "/a/b/z"}, 2}}},

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "core/frame.h"
+#include "json/json.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 
@@ -39,13 +40,21 @@ std::vector<std::string> Client(const TempFolder& folder, const std::string& lev
 TEST(Log, IsAsciiAndDropsNoByte) {
   const TempFolder folder;
   const std::string log = LogOf(
-      folder, Client(folder, "\xff\xc0\xaf\x1b\x7f\u00e9\u202e\u2028\U0001f600\xed\xa0\x80."));
+      folder, Client(folder, "\t\xff\xc0\xaf\x1b\x7f\u00e9\u202e\u2028\U0001f600\xed\xa0\x80."));
   EXPECT_THAT(log,
-              testing::HasSubstr("\"level\":\"\\ufffd\\ufffd\\ufffd\\u001b\\u007f\\u00e9\\u202e"
+              testing::HasSubstr("\"level\":\"\\t\\ufffd\\ufffd\\ufffd\\u001b\\u007f\\u00e9\\u202e"
                                  "\\u2028\\ud83d\\ude00\\ufffd\\ufffd\\ufffd.\""));
   EXPECT_EQ(log.find_first_not_of("\n !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                   "[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~"),
             std::string::npos);
+}
+
+TEST(Log, ValuesAreTheSameByNumberAndByMember) {
+  using standin::ParseJson;
+  EXPECT_EQ(ParseJson(R"([{"a": 1}, 2.0])"), ParseJson(R"([{"a": 1.0}, 2])"));
+  for (const char* const other : {R"({"a": 2})", R"({"b": 1})", R"({"a": "1"})", "{}"}) {
+    EXPECT_FALSE(ParseJson(R"({"a": 1})") == ParseJson(other)) << other;
+  }
 }
 
 TEST(Log, CutsLongTextsAndListsUnlessAllBytesAreWanted) {

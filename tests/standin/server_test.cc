@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -212,6 +213,23 @@ TEST(Server, ClientsBeyondTheLimitWaitTheirTurn) {
   EXPECT_EQ(recv(third.Get(), nullptr, 0, MSG_DONTWAIT), -1);
   first.Close();
   EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(third.Get())));
+}
+
+TEST(Server, AClientThatNoDescriptorIsLeftForIsServedOnceThereIsOne) {
+  RunningStandin standin;
+  EXPECT_TRUE(SameBytes(Zeros(8), standin.Exchange(EncodeFrame(13, ""))));
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+  rlimit before{};
+  ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, nullptr, &before), 0);
+  const rlimit one = {.rlim_cur = 1, .rlim_max = before.rlim_max};
+  ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &one, nullptr), 0);
+  const Descriptor client = ConnectTo(standin.Socket());
+  standin::WriteAll(client.Get(), EncodeFrame(13, ""));
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "accept-failed");
+  EXPECT_EQ(line.at("why"), "Too many open files");
+  ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &before, nullptr), 0);
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())));
 }
 
 TEST(Server, HangsUpOnAClientThatIsSilentForTooLongSlow) {
