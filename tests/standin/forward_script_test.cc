@@ -181,6 +181,7 @@ TEST(Record, PlayedBackGivesTheSameBytesForEveryCommand) {
 TEST(Record, PlayedBackGivesTheSameBytesForFaults) {
   const std::vector<Json> replies = {
       {{"status", "0x2bad0005"}, {"text", "no disk"}},
+      {{"status", 5}},
       {{"hex", "ff 00 c3 28"}},
       {{"text", "ten bytes."}, {"cutPayload", 4}},
       {{"text", "short"}, {"length", 2}},

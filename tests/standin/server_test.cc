@@ -51,6 +51,9 @@ TEST(Server, OnceEndsAfterOneClientAndCountAfterSoMany) {
   EXPECT_EQ(once.Client({"stats"}).exitValue, 0);
   EXPECT_EQ(once.Finish().exitValue, 0);
 
+  RunningStandin one({"--count", "1"});
+  EXPECT_EQ(one.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(one.Finish().exitValue, 0);
   RunningStandin three({"--count", "3"});
   for (int client = 0; client < 3; ++client) {
     EXPECT_EQ(three.Client({"stats"}).exitValue, 0);
