@@ -10,7 +10,7 @@ namespace {
 
 /// Standard streams that are closed cannot be written to, whatever is opened later.
 void KeepStandardStreams() {
-  int fd = open("/", O_PATH | O_CLOEXEC);
+  int fd = STDIN_FILENO;
   while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
     fd = open("/", O_PATH | O_CLOEXEC);
   }

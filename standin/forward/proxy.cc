@@ -71,25 +71,22 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
   if (received == IoResult::STOPPED || sent == IoResult::STOPPED) {
     co_return;
   }
-  if (received != IoResult::DONE) {
-    shutdown(to.Fd(), SHUT_WR);
-    if (conversation.open > 0) {
-      // What has been received is delivered; who has gone waits for nothing.
-      held.clear();
-      held.shrink_to_fit();
-      const bool gone = co_await from.AwaitGone();
-      if (!gone) {
-        co_return;
-      }
-    }
-  } else {
+  if (received == IoResult::DONE) {
     // Nobody takes it any more: the sender finds out as it would have directly.
     shutdown(from.Fd(), SHUT_RD);
+    co_return;
   }
-  if (conversation.open == 0 || received != IoResult::DONE) {
-    from.Abandon();
-    to.Abandon();
+  shutdown(to.Fd(), SHUT_WR);
+  if (conversation.open > 0) {
+    // What has been received is delivered; who has gone waits for nothing.
+    std::string().swap(held);
+    const bool gone = co_await from.AwaitGone();
+    if (!gone) {
+      co_return;
+    }
   }
+  from.Abandon();
+  to.Abandon();
 }
 
 /// The daemon's reply with its changes. What is no whole frame stays as it is, but for its

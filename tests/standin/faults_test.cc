@@ -18,7 +18,10 @@ TEST(Faults, CloseBeforeReadingIsTriedWithBothSends) {
   RunningStandin standin(Always({{"close", "before-reading"}}), {});
   const ProcessResult run = standin.Client({"crawler", "-a"});
   EXPECT_THAT(run.exitValue, testing::AnyOf(0, 32, 104)) << "read nothing, EPIPE or ECONNRESET";
-  EXPECT_EQ(standin.NextLine().at("reply").at("type"), "close-before-reading");
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "closed-early");
+  EXPECT_EQ(line.at("after"), "connect");
+  EXPECT_EQ(line.at("reply").at("type"), "close-before-reading");
 }
 
 TEST(Faults, CloseAfterHeaderIsDoneForItsCommandOnly) {

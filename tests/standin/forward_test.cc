@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <future>
+
 #include "core/frame.h"
 #include "core/unix_socket.h"
 #include "tests/support/bytes.h"
@@ -103,6 +105,25 @@ TEST(Forward, AHalfCloseOfTheClientReachesTheDaemonAndTheReplyComesBack) {
   ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, SendBytes{EncodeFrame(0, "after")}});
   const RunningStandin standin({"--forward", folder / "d"});
   EXPECT_TRUE(SameBytes(EncodeFrame(0, "after"), standin.Exchange(EncodeFrame(35, ""))));
+}
+
+TEST(Forward, ADaemonThatTakesNoMoreMayStillReply) {
+  const TempFolder folder;
+  std::promise<void> deaf;
+  std::promise<void> clientKnows;
+  ScriptedDaemon daemon(folder / "d", {Call{[&](int fd) {
+                                         shutdown(fd, SHUT_RD);
+                                         deaf.set_value();
+                                         clientKnows.get_future().wait();
+                                       }},
+                                       SendBytes{"late"}});
+  const RunningStandin standin({"--forward", folder / "d"});
+  const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+  deaf.get_future().wait();
+  while (standin::WriteAll(client.Get(), EncodeFrame(13, ""))) {
+  }
+  clientKnows.set_value();
+  EXPECT_EQ(standin::ReadExactly(client.Get(), 5), "late");
 }
 
 TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {

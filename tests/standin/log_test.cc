@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <bit>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -11,6 +12,7 @@
 
 #include "core/frame.h"
 #include "json/json.h"
+#include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 
@@ -94,6 +96,8 @@ TEST(Log, HasUniversalTimeWhereverItIs) {
   const std::string before = UtcNow();
   const Json line = Json::parse(LogOf(folder, Client(folder, "1"), {"TZ=HERE-9"}));
   const std::string after = UtcNow();
+  EXPECT_THAT(line.at("time").get<std::string>().substr(before.size()),
+              testing::MatchesRegex("[.][0-9]{6}Z"));
   const auto time = line.at("time").get<std::string>().substr(0, before.size());
   EXPECT_LE(before, time);
   EXPECT_LE(time, after);
@@ -110,6 +114,32 @@ TEST(Log, IsAppendedToAndForItsOwnerOnly) {
   struct stat found {};
   EXPECT_EQ(stat((folder / "log").c_str(), &found), 0);
   EXPECT_EQ(found.st_mode & 07777U, 0600U);
+}
+
+TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
+  const auto words = [](std::initializer_list<std::uint32_t> numbers) {
+    std::string bytes;
+    for (const std::uint32_t number : numbers) {
+      bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
+    }
+    return bytes;
+  };
+  const std::string order = std::endian::native == std::endian::big ? "01" : "00";
+  const TempFolder folder;
+  const std::string path = folder / "pcap";
+  RunningStandin captured({"--pcap", path});
+  const std::string request = EncodeFrame(13, "");
+  EXPECT_TRUE(SameBytes(Zeros(8), captured.Exchange(request)));
+  EXPECT_EQ(captured.Stop().exitValue, 0);
+  const std::string capture = ReadFile(path);
+  const std::string version = order == "00" ? words({0x00040002}) : words({0x00020004});
+  EXPECT_TRUE(
+      SameBytes(words({0xa1b2c3d4}) + version + words({0, 0, 65544, 147}), capture.substr(0, 24)));
+  // Before each of the two stands the time, in 8 bytes.
+  EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 00" + order + "0000") + request,
+                        capture.substr(32, 24)));
+  EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 01" + order + "0000") + Zeros(8),
+                        capture.substr(64)));
 }
 
 TEST(Log, FollowsNoLink) {

@@ -88,6 +88,13 @@ TEST(Options, AMistakeExitsWith2AndNothingOnStandardOutput) {
       {"--socket", "/", "--count", "18446744073709551616"},
       {"--socket", "/", "--max-payload", "-1"},
       {"--socket", "/", "--max-payload", "4294967296"},
+      // The first beyond the range.
+      {"--socket", "/", "--count", "1000000000001"},
+      {"--socket", "/", "--max-connections", "1000001"},
+      {"--socket", "/", "--idle-timeout", "1000001"},
+      {"--socket", "/", "--handler", "a", "--handler-timeout", "1000001"},
+      {"--socket", "/", "--timeout", "0.0009"},
+      {"--socket", "/", "--timeout", "1000000.5"},
   };
   for (const std::vector<std::string>& words : mistakes) {
     const ProcessResult run = RunStandin(words);

@@ -55,11 +55,14 @@ TEST(Sequence, ADifferentFieldIsShownWithItsBytesAndExitsWith3) {
 
 TEST(Sequence, RowsOfTheSameBytesAreShownOnce) {
   RunningStandin standin(TwoRequests(), {});
-  (void)standin.Exchange(standin::EncodeFrame(31, Zeros(1024)));
+  (void)standin.Exchange(standin::EncodeFrame(31, Zeros(500) + "x" + Zeros(523)));
   EXPECT_THAT(standin.Stop().err,
               testing::HasSubstr("the request was:\n"
                                  "000000 00 00 00 1f 00 00 04 00 00 00 00 00 00 00 00 00\n"
                                  "000010 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n"
+                                 "*\n"
+                                 "0001f0 00 00 00 00 00 00 00 00 00 00 00 00 78 00 00 00\n"
+                                 "000200 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n"
                                  "*\n"
                                  "000400 00 00 00 00 00 00 00 00\n"));
 }

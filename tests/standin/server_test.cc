@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <filesystem>
@@ -226,22 +227,65 @@ TEST(Server, AClientThatNoDescriptorIsLeftForIsServedOnceThereIsOne) {
   ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, nullptr, &before), 0);
   const rlimit one = {.rlim_cur = 1, .rlim_max = before.rlim_max};
   ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &one, nullptr), 0);
+  const auto begin = std::chrono::steady_clock::now();
   const Descriptor client = ConnectTo(standin.Socket());
   standin::WriteAll(client.Get(), EncodeFrame(13, ""));
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("event"), "accept-failed");
   EXPECT_EQ(line.at("why"), "Too many open files");
+  EXPECT_EQ(standin.NextLine().at("event"), "accept-failed");
   ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &before, nullptr), 0);
   EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())));
+  // It tries again ten times a second.
+  const auto tries = standin.Stop().Events("accept-failed").size();
+  EXPECT_LE(tries, (std::chrono::steady_clock::now() - begin) / std::chrono::milliseconds(100));
+}
+
+TEST(Server, AsManyClientsAreServedAsDescriptorsAllow) {
+  const RunningStandin daemon;
+  for (const auto& [forward, clients] : {std::pair{"", 8}, std::pair{" --forward \"$2\"", 4}}) {
+    const std::string command = "ulimit -n 40 && exec \"$0\" --socket \"$1\" --log \"$1.log\"" +
+                                std::string(forward) +
+                                " --timeout 60 -- /usr/bin/python3 -c '\n"
+                                "import os, socket\n"
+                                "path = os.environ[\"TREL_STANDIN_SOCKET\"]\n"
+                                "clients = [socket.socket(socket.AF_UNIX) for _ in range(" +
+                                std::to_string(clients) +
+                                ")]\n"
+                                "for client in clients:\n"
+                                "    client.connect(path)\n"
+                                "while \"limit\" not in open(path + \".log\").read():\n"
+                                "    pass\n'";
+    const TempFolder folder;
+    const ProcessResult run = RunProcess(
+        {.arguments = {"sh", "-c", command, StandinPath(), folder / "s", daemon.Socket()},
+         .program = "/bin/sh"});
+    EXPECT_EQ(run.exitValue, 0) << run.err;
+    EXPECT_THAT(ReadFile(folder / "s.log"),
+                testing::HasSubstr("\"limit-reached\",\"connections\":" + std::to_string(clients)));
+  }
 }
 
 TEST(Server, HangsUpOnAClientThatIsSilentForTooLongSlow) {
-  RunningStandin standin({"--idle-timeout", "1"});
+  const Json script = {
+      {"rules", {{{"command", "info-owner-rebalance"}, {"reply", {{"silent", true}}}}}}};
+  RunningStandin standin(script, {"--idle-timeout", "1"});
+  // Its time is over before that of the silent one, but it is no longer asked for more.
+  const Descriptor served = ConnectTo(standin.Socket());
+  const std::string request = EncodeFrame(35, "");
+  standin::WriteAll(served.Get(), request.substr(0, 2));
+  (void)standin.Exchange(EncodeFrame(13, ""));
+  standin::WriteAll(served.Get(), request.substr(2));
+  EXPECT_EQ(standin.NextLine().at("code"), 13);
+  EXPECT_EQ(standin.NextLine().at("reply").at("type"), "silence");
   const Descriptor silent = ConnectTo(standin.Socket());
   EXPECT_EQ(standin::ReadExactly(silent.Get(), 1), "");
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("event"), "incomplete");
   EXPECT_EQ(line.at("why"), "silent for too long");
+  char byte = 0;
+  EXPECT_EQ(recv(served.Get(), &byte, 1, MSG_DONTWAIT), -1);
+  EXPECT_EQ(errno, EAGAIN);
 }
 
 TEST(Server, APayloadOverTheLimitIsRefusedWithoutBeingStored) {
