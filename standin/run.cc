@@ -194,7 +194,7 @@ class Run {
                   std::optional<Output>& file) {
     co_await Retry([&] {
       Descriptor opened = path.empty() ? Descriptor() : OpenOutput(what, path, opening);
-      if (opened.Get() >= 0) {
+      if (opened.IsOpen()) {
         file.emplace(loop_, changed_, std::move(opened));
       }
       return path.empty() || file;

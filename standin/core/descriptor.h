@@ -23,13 +23,14 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor() { Close(); }
 
+  [[nodiscard]] bool IsOpen() const { return fd_ >= 0; }
   [[nodiscard]] int Get() const { return fd_; }
 
   /// Hands the descriptor to another owner.
   [[nodiscard]] int Release() { return std::exchange(fd_, -1); }
 
   void Close() {
-    if (fd_ >= 0) {
+    if (IsOpen()) {
       close(std::exchange(fd_, -1));
     }
   }

@@ -44,7 +44,7 @@ void RemoveStaleSocket(const std::string& path) {
     throw std::runtime_error(path + " exists and is not a socket");
   }
   // A socket of another type connects to nobody and leaves no trace.
-  if (TryConnect(path, SOCK_DGRAM).Get() >= 0 || errno == EPROTOTYPE) {
+  if (TryConnect(path, SOCK_DGRAM).IsOpen() || errno == EPROTOTYPE) {
     throw std::runtime_error("another process listens on " + path);
   }
   if (errno != ECONNREFUSED) {
@@ -70,7 +70,7 @@ class UmaskGuard {
 Descriptor TryConnect(const std::string& path, int type) {
   const sockaddr_un address = UnixAddress(path);
   Descriptor connection(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-  if (connection.Get() >= 0 &&
+  if (connection.IsOpen() &&
       connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     const int error = errno;
     connection.Close();
@@ -116,7 +116,7 @@ std::unique_ptr<UnixListener> TakeSocketPath(const std::string& path, mode_t mod
   const std::string folder = std::filesystem::path(path).parent_path();
   const Descriptor lock(
       open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (lock.Get() >= 0 && flock(lock.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+  if (lock.IsOpen() && flock(lock.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     return nullptr;
   }
   RemoveStaleSocket(path);

@@ -120,7 +120,7 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
     if (place == waiting_.begin()) {
       try {
         Descriptor socket = TryConnect(daemonPath_, SOCK_STREAM | SOCK_NONBLOCK);
-        if (socket.Get() >= 0) {
+        if (socket.IsOpen()) {
           daemon =
               std::make_shared<Connection>(loop_, std::move(socket), client.Number(), patience);
           break;

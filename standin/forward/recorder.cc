@@ -46,7 +46,7 @@ Object RecordedReply(std::string_view bytes, bool framed, bool hungUp) {
 Recorder::Recorder(const std::string& path)
     : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC,
                  0600)) {
-  if (file_.Get() < 0) {
+  if (!file_.IsOpen()) {
     throw std::system_error(errno, std::generic_category(), "record " + path);
   }
 }

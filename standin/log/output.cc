@@ -40,10 +40,10 @@ Descriptor OpenStandard(int fd) {
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
   Descriptor file(IsRegular(fd) ? -1
                                 : open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (file.Get() < 0) {
+  if (!file.IsOpen()) {
     file = Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
   }
-  if (file.Get() < 0) {
+  if (!file.IsOpen()) {
     throw std::system_error(errno, std::generic_category(),
                             fd == STDOUT_FILENO ? "standard output" : "standard error");
   }
@@ -55,7 +55,7 @@ Descriptor OpenOutput(const char* what, const std::string& path, Opening opening
                        O_WRONLY | O_CREAT | (opening == Opening::APPEND ? O_APPEND : O_TRUNC) |
                            O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC,
                        0600));
-  if (file.Get() < 0) {
+  if (!file.IsOpen()) {
     const int error = errno;
     struct stat found {};
     if (error == ENXIO && stat(path.c_str(), &found) == 0 && S_ISFIFO(found.st_mode)) {
@@ -80,9 +80,7 @@ void Output::Write(std::string line) {
     kept_ += line;
   }
   Flush();
-  if (error_ != 0) {
-    changed_.Notify();
-  } else if (HasKept() && !std::exchange(flushesLater_, true)) {
+  if (HasKept() && !std::exchange(flushesLater_, true)) {
     asio::co_spawn(loop_.context.get_executor(), FlushLater(), asio::detached);
   }
 }

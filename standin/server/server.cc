@@ -55,7 +55,7 @@ bool Server::AcceptWaiting() {
       break;
     }
     Descriptor client(accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (client.Get() >= 0) {
+    if (client.IsOpen()) {
       Start(std::move(client));
     } else if (errno == EAGAIN || errno == EINVAL) {
       // Once the listener is shut down, nobody can join an empty queue.

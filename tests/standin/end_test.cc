@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -128,9 +129,11 @@ TEST(End, ComesThoughNobodyReadsTheFifoThatIsItsLog) {
   EXPECT_FALSE(std::filesystem::exists(folder / "s"));
 }
 
-TEST(End, AReaderOfTheFirstLineAloneHoldsUpNobodyAndMissesLines) {
+/// Runs the stand-in and its standard output's reader, who may read nothing for a while.
+ProcessResult RunWithReader(
+    const std::function<void(const std::string& socket, int output)>& reader) {
   const TempFolder folder;
-  ASSERT_EQ(mkfifo((folder / "out").c_str(), 0600), 0);
+  EXPECT_EQ(mkfifo((folder / "out").c_str(), 0600), 0);
   const Descriptor output(open((folder / "out").c_str(), O_RDWR | O_CLOEXEC));
   std::string first(9, '\0');
   const ProcessResult run =
@@ -140,18 +143,43 @@ TEST(End, AReaderOfTheFirstLineAloneHoldsUpNobodyAndMissesLines) {
                   .whileRunning =
                       [&](pid_t process) {
                         EXPECT_EQ(read(output.Get(), first.data(), first.size()), 9);
-                        for (int request = 0; request < 1000; ++request) {
-                          const Descriptor client = ConnectTo(folder / "s");
-                          standin::WriteAll(client.Get(), EncodeFrame(13, ""));
-                          ASSERT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())))
-                              << request;
-                        }
+                        reader(folder / "s", output.Get());
                         kill(process, SIGTERM);
                       }});
   EXPECT_EQ(first, "ready on ");
+  return run;
+}
+
+void Exchange1000Times(const std::string& socket) {
+  for (int request = 0; request < 1000; ++request) {
+    const Descriptor client = ConnectTo(socket);
+    standin::WriteAll(client.Get(), EncodeFrame(13, ""));
+    ASSERT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get()))) << request;
+  }
+}
+
+TEST(End, AReaderOfTheFirstLineAloneHoldsUpNobodyAndMissesLines) {
+  const ProcessResult run =
+      RunWithReader([](const std::string& socket, int /*output*/) { Exchange1000Times(socket); });
   EXPECT_EQ(run.exitValue, 1);
   EXPECT_THAT(run.err, testing::MatchesRegex(
                            "trel-standin: [0-9]+ lines could not be written: nobody reads them\n"));
+}
+
+TEST(End, AReaderWhoReadsNowAndThenMissesNothing) {
+  const ProcessResult run = RunWithReader([](const std::string& socket, int output) {
+    std::ptrdiff_t lines = 0;
+    for (const std::ptrdiff_t expected : {1001, 2001}) {
+      Exchange1000Times(socket);
+      while (lines < expected) {
+        std::string piece(65536, '\0');
+        piece.resize(static_cast<std::size_t>(read(output, piece.data(), piece.size())));
+        lines += std::count(piece.begin(), piece.end(), '\n');
+      }
+      EXPECT_EQ(lines, expected);
+    }
+  });
+  EXPECT_TRUE(Ended(run, "", "", 0));
 }
 
 /// A listener that accepts nobody, its queue full.

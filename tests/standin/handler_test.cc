@@ -1,6 +1,9 @@
 // A handler: the program that replies in the place of the default reply.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -147,11 +150,19 @@ TEST(Handler, IsAskedAgainAfterAReplyThatIsNone) {
 }
 
 TEST(Handler, IsAskedNoMoreOnceItsRepliesCannotBeTold) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "alive").c_str(), 0600), 0);
+  const standin::Descriptor alive(open((folder / "alive").c_str(), O_RDONLY | O_NONBLOCK));
   RunningStandin standin(
-      {"--handler", "read -r line; echo {}; echo {}; read -r line; read -r line; sleep 1000"});
+      {"--handler",
+       "exec 9>" + (folder / "alive") +
+           "; read -r line; echo {}; echo {}; read -r line; read -r line; sleep 1000"});
   (void)standin.Client({"what-if-cancel"});
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  // It has been killed.
+  pollfd writer{.fd = alive.Get(), .events = 0, .revents = 0};
+  EXPECT_EQ(poll(&writer, 1, 60000), 1);
   const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 4);
   EXPECT_EQ(result.Events("handler-failed").back().at("why"), "it is asked no more");

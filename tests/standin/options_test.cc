@@ -28,36 +28,55 @@ TEST(Options, AnIdleTimeoutOf0IsNone) {
             std::chrono::seconds(0));
 }
 
-TEST(Options, HelpNamesEveryOptionAndEveryExitValue) {
+TEST(Options, HelpSaysWhatEveryOptionDoesAndEveryExitValueMeans) {
   const ProcessResult run = RunStandin({"--help"});
   EXPECT_EQ(run.exitValue, 0);
-  for (const char* const word : {"--socket",
-                                 "--mode",
-                                 "--script",
-                                 "--check",
-                                 "--forward",
-                                 "--record",
-                                 "--pcap",
-                                 "--handler",
-                                 "--handler-timeout",
-                                 "--log",
-                                 "--hex",
-                                 "--once",
-                                 "--count",
-                                 "--max-payload",
-                                 "--max-connections",
-                                 "--idle-timeout",
-                                 "--timeout",
-                                 "--version",
-                                 "COMMAND",
-                                 "Exit values: 0 ",
-                                 "; 1 ",
-                                 "2 the",
-                                 "; 3 ",
-                                 "\n4 the handler",
-                                 "124 ",
-                                 "TREL_STANDIN_SOCKET"}) {
-    EXPECT_THAT(run.out, testing::HasSubstr(word));
+  for (const char* const text :
+       {"Plays the daemon treld on a Unix socket and logs what it is asked.\n",
+        "COMMAND TEXT ...",
+        "Run this after --, serve it, and end when it ends\n",
+        "--socket PATH ",
+        "Path to listen on\n",
+        "--mode BITS=0600 ",
+        "Permission bits of the socket, in octal\n",
+        "--script FILE ",
+        "Reply as this JSON file says\n",
+        "--check ",
+        "Only read the script\n",
+        "--forward PATH ",
+        "Forward to the daemon that listens there\n",
+        "--handler COMMAND ",
+        "Start this by sh(1): it replies, a line of JSON for each request\n",
+        "--handler-timeout SECONDS",
+        "How long it may take for a reply\n",
+        "--log FILE ",
+        "Append the log to this file, not standard output\n",
+        "--hex ",
+        "Log the raw bytes too, as hexadecimal digits\n",
+        "--record FILE ",
+        "Write what is forwarded as a script\n",
+        "--pcap FILE ",
+        "Write all bytes as a capture for Wireshark\n",
+        "--once ",
+        "End after one client\n",
+        "--count N",
+        "End after N clients\n",
+        "--max-payload BYTES",
+        "Refuse requests with a longer payload; KiB, MiB may follow\n",
+        "--max-connections N",
+        "Serve so many clients at once; more wait their turn [as many as descriptors allow]\n",
+        "--idle-timeout SECONDS",
+        "Hang up on clients silent for so long in a request; 0: never\n",
+        "--timeout SECONDS",
+        "End after so long, with the exit value 124\n",
+        "--version ",
+        "Exit values: 0 all went well; 1 the socket, the log or the system failed;\n",
+        "2 the command line or the script is wrong; 3 the script was not followed;\n",
+        "4 the handler failed; 124 --timeout; else that of COMMAND, 128 and the signal's number\n",
+        "if one ended it. The first line on standard output is \"ready on PATH\", but with a "
+        "COMMAND\n",
+        "that has standard output to itself and PATH in its environment as TREL_STANDIN_SOCKET."}) {
+    EXPECT_THAT(run.out, testing::HasSubstr(text));
   }
 }
 

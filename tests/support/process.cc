@@ -25,7 +25,7 @@ using standin::Descriptor;
 
 Descriptor MakeFile(const char* name) {
   Descriptor file(memfd_create(name, MFD_CLOEXEC));
-  if (file.Get() < 0) {
+  if (!file.IsOpen()) {
     throw std::system_error(errno, std::generic_category(), "memfd_create");
   }
   return file;
