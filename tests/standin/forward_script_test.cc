@@ -72,17 +72,29 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
 }
 
 TEST(ForwardScript, WhatIsNoWholeFrameIsNotMadeOne) {
-  const std::vector<std::pair<Json, std::string>> cases = {
-      {{{"close", "after-request"}}, ""},
-      {{{"text", "ten bytes."}, {"cutPayload", 4}}, FromHex("00000000 0000000a") + "ten "},
-      {{{"cutHeader", 5}}, Zeros(5)},
+  const std::vector<std::tuple<Json, std::string, Json>> cases = {
+      {{{"close", "after-request"}}, "", {{"close", "after-request"}}},
+      {{{"text", "ten bytes."}, {"cutPayload", 4}},
+       FromHex("00000000 0000000a") + "ten ",
+       {{"status", 0}, {"text", "ten "}, {"length", 10}}},
+      {{{"cutHeader", 5}}, Zeros(5), {{"stream", {{{"text", Zeros(5)}}}}}},
   };
-  for (const auto& [own, bytes] : cases) {
+  for (const auto& [own, bytes, recorded] : cases) {
     const RunningStandin daemon(Rule("info-owner-rebalance", own), {});
-    const RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}, {"status", 7}}),
-                                 {"--forward", daemon.Socket()});
+    const std::string record = daemon.InFolder("record");
+    RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}, {"status", 7}}),
+                           {"--forward", daemon.Socket(), "--record", record});
     EXPECT_TRUE(SameBytes(bytes, Ask(standin, EncodeFrame(OWNER_REBALANCE, ""))));
+    EXPECT_EQ(standin.Stop().exitValue, 0);
+    EXPECT_EQ(Json::parse(ReadFile(record)).at("sequence").at(0).at("reply"), recorded);
   }
+}
+
+TEST(ForwardScript, NoMoreThanTheLimitOfAReplyIsKept) {
+  const RunningStandin daemon(Rule("stats", {{"text", std::string(300000, 'x')}}), {});
+  const RunningStandin standin(Rule("stats", {{"forward", true}}),
+                               {"--forward", daemon.Socket(), "--max-payload", "100000"});
+  EXPECT_EQ(Ask(standin, EncodeFrame(STATS, "")).size(), 100000U);
 }
 
 TEST(ForwardScript, EntriesReplyOrCountAndAllElsePasses) {
