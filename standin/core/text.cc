@@ -58,7 +58,7 @@ std::string HexDump(std::string_view bytes) {
   bool folded = false;
   for (std::size_t offset = 0; offset < bytes.size(); offset += width) {
     const std::string_view row = bytes.substr(offset, width);
-    if (offset != 0 && row == last) {
+    if (row == last) {
       dump += folded ? "" : "*\n";
       folded = true;
       continue;

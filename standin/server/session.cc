@@ -152,7 +152,7 @@ class Session {
 
   Task<IoResult> SendBytes(std::string_view bytes, bool bytewise) {
     IoResult result = IoResult::DONE;
-    const std::size_t step = bytewise ? 1 : std::max<std::size_t>(bytes.size(), 1);
+    const std::size_t step = bytewise ? 1 : bytes.size();
     for (std::size_t sent = 0; sent < bytes.size() && result == IoResult::DONE; sent += step) {
       result = co_await client_.Send(bytes.substr(sent, step));
     }

@@ -100,6 +100,12 @@ TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
     EXPECT_EQ(silent.NextLine().at("reply").at("type"), "silence");
   }
   EXPECT_EQ(silent.Finish().exitValue, 0);
+
+  RunningStandin stopped(Always({{"silent", true}}), {});
+  const standin::Descriptor connection = standin::ConnectTo(stopped.Socket());
+  standin::WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
+  EXPECT_EQ(stopped.NextLine().at("event"), "request");
+  EXPECT_EQ(stopped.Stop().Events("reply-not-taken").at(0).at("why"), "the server stops");
 }
 
 TEST(Faults, SilenceIsATimeOutToTheClientSlow) {

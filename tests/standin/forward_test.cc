@@ -126,6 +126,24 @@ TEST(Forward, ADaemonThatTakesNoMoreMayStillReply) {
   EXPECT_EQ(standin::ReadExactly(client.Get(), 5), "late");
 }
 
+TEST(Forward, AClientThatGoesAfterItsHalfCloseTakesTheDaemonsSideAlong) {
+  const TempFolder folder;
+  std::promise<void> halfClosed;
+  std::promise<void> ended;
+  ScriptedDaemon daemon(folder / "d", {AwaitHangUp{}, Call{[&](int) {
+                                         halfClosed.set_value();
+                                         ended.get_future().wait();
+                                       }}});
+  RunningStandin standin({"--forward", folder / "d", "--once"});
+  {
+    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    shutdown(client.Get(), SHUT_WR);
+    halfClosed.get_future().wait();
+  }
+  EXPECT_EQ(standin.NextLine().at("event"), "end");
+  ended.set_value();
+}
+
 TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {
   const Forwarded forwarded = RunThroughProxy({"info-owner-rebalance"}, {ReadRequest{}});
   EXPECT_EQ(forwarded.client.out, "\n");

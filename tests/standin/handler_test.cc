@@ -169,6 +169,10 @@ TEST(Handler, IsAskedNoMoreOnceItsRepliesCannotBeTold) {
 }
 
 TEST(Handler, EndsWithTheStandIn) {
+  const TempFolder folder;
+  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log",
+                                        "--handler", Replying("{}"), "--", "true"});
+  EXPECT_TRUE(Ended(run, "", "", 0));
   // The pipe of the output ends with the last process that has it.
   RunningStandin ends({"--handler", "cat >/dev/null; exit 3"});
   const StandinResult ended = ends.Stop();

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -135,7 +136,10 @@ TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
   const std::string version = order == "00" ? words({0x00040002}) : words({0x00020004});
   EXPECT_TRUE(
       SameBytes(words({0xa1b2c3d4}) + version + words({0, 0, 65544, 147}), capture.substr(0, 24)));
-  // Before each of the two stands the time, in 8 bytes.
+  // Before each of the two stands the time, in seconds and microseconds.
+  std::uint32_t microseconds = 0;
+  std::memcpy(&microseconds, capture.data() + 28, sizeof microseconds);
+  EXPECT_LT(microseconds, 1000000U);
   EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 00" + order + "0000") + request,
                         capture.substr(32, 24)));
   EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 01" + order + "0000") + Zeros(8),

@@ -244,9 +244,11 @@ TEST(Server, AClientThatNoDescriptorIsLeftForIsServedOnceThereIsOne) {
 
 TEST(Server, AsManyClientsAreServedAsDescriptorsAllow) {
   const RunningStandin daemon;
-  for (const auto& [forward, clients] : {std::pair{"", 8}, std::pair{" --forward \"$2\"", 4}}) {
-    const std::string command = "ulimit -n 40 && exec \"$0\" --socket \"$1\" --log \"$1.log\"" +
-                                std::string(forward) +
+  const std::vector<std::tuple<std::string, std::string, int>> cases = {
+      {"40", "", 8}, {"40", " --forward \"$2\"", 4}, {"20", "", 1}};
+  for (const auto& [limit, forward, clients] : cases) {
+    const std::string command = "ulimit -n " + limit +
+                                " && exec \"$0\" --socket \"$1\" --log \"$1.log\"" + forward +
                                 " --timeout 60 -- /usr/bin/python3 -c '\n"
                                 "import os, socket\n"
                                 "path = os.environ[\"TREL_STANDIN_SOCKET\"]\n"
@@ -311,6 +313,14 @@ TEST(Server, AnAnnouncementOf4GiBIsRefusedAtOnce) {
   EXPECT_TRUE(SameBytes(
       EncodeFrame(0x2bad005a, "payload of 4294967295 bytes, the limit is 16777216"), reply));
   EXPECT_EQ(standin.NextLine().at("event"), "refused");
+}
+
+TEST(Server, ARefusedClientIsLetGoOnceItHasSentAll) {
+  const RunningStandin standin({"--max-payload", "1000"});
+  const Descriptor client = ConnectTo(standin.Socket());
+  standin::WriteAll(client.Get(), EncodeFrame(4, std::string(1001, 'x')));
+  EXPECT_FALSE(standin::ReadFrame(client.Get()).empty());
+  EXPECT_EQ(standin::ReadExactly(client.Get(), 1), "");
 }
 
 TEST(Server, AClientThatVanishesIsToldInTheLog) {
