@@ -14,7 +14,7 @@ class Descriptor {
  public:
   Descriptor() = default;
   explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(other.Release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept {
     std::swap(fd_, other.fd_);
     return *this;
@@ -31,7 +31,7 @@ class Descriptor {
 
   void Close() {
     if (IsOpen()) {
-      close(std::exchange(fd_, -1));
+      close(Release());
     }
   }
 

@@ -29,10 +29,7 @@ class DescriptorLimit {
     constexpr rlim_t others = 32;
     rlimit now{};
     getrlimit(RLIMIT_NOFILE, &now);
-    const rlim_t most = std::min<rlim_t>(now.rlim_cur, 1U << 20U);
-    return std::max<rlim_t>(most, others + 1) - others > descriptorsEach
-               ? (most - others) / descriptorsEach
-               : 1;
+    return (std::max<rlim_t>(now.rlim_cur, others + descriptorsEach) - others) / descriptorsEach;
   }
 
  private:

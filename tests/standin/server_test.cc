@@ -154,18 +154,22 @@ bool Waits(pid_t process) {
 TEST(Server, WaitsWhileAnotherOneLooksAtTheFolder) {
   const TempFolder folder;
   const std::string path = folder / "s";
-  Descriptor lock(open((folder / ".").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
-  const ProcessResult run =
-      RunProcess({.arguments = {"trel-standin", "--socket", path, "--", "true"},
-                  .program = StandinPath(),
-                  .whileRunning = [&](pid_t process) {
-                    while (!Waits(process)) {
-                    }
-                    EXPECT_FALSE(std::filesystem::exists(path));
-                    lock.Close();
-                  }});
-  EXPECT_EQ(run.exitValue, 0) << run.err;
+  for (const std::string& socket : {path, std::string("s")}) {
+    Descriptor lock(open((folder / ".").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
+    const ProcessResult run =
+        RunProcess({.arguments = {"trel-standin", "--socket", socket, "--", "sh", "-c", "umask"},
+                    .program = StandinPath(),
+                    .prepare = [&] { (void)fchdir(lock.Get()); },
+                    .whileRunning =
+                        [&](pid_t process) {
+                          while (!Waits(process)) {
+                          }
+                          EXPECT_FALSE(std::filesystem::exists(path));
+                          lock.Close();
+                        }});
+    EXPECT_TRUE(Ended(run, "0022\n", "", 0)) << socket;
+  }
 }
 
 TEST(Server, OfFourThatStartOnAStaleSocketOneLives) {
