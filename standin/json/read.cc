@@ -40,14 +40,11 @@ class Builder : public nlohmann::json_sax<Library> {
     const auto& object = *open_.back()->As<Object>();
     if (Find(object, name) != nullptr) {
       error_ = "two members are called \"" + name + "\"";
-      return false;
-    }
-    if (object.size() == MOST_MEMBERS) {
+    } else if (object.size() == MOST_MEMBERS) {
       error_ = "an object of more than " + std::to_string(MOST_MEMBERS) + " members";
-      return false;
     }
     name_ = std::move(name);
-    return true;
+    return error_.empty();
   }
   bool parse_error(std::size_t /*offset*/, const std::string& /*token*/,
                    const Library::exception& error) override {

@@ -26,16 +26,15 @@ char32_t TakeCharacter(std::string_view& text) {
                            : first < 0xc2 ? 0
                            : first < 0xe0 ? 2
                            : first < 0xf0 ? 3
-                           : first < 0xf5 ? 4
-                                          : 0;
-  char32_t character = size == 1 ? first : first & (0xffU >> (size + 1));
+                                          : 4;
+  const char32_t least = size == 3 ? 0x800 : size == 4 ? 0x10000 : 0;
+  char32_t character = first & (0xffU >> size);
   bool valid = size != 0 && size <= text.size();
   for (std::size_t index = 1; valid && index < size; ++index) {
     valid = (byte(index) & 0xc0U) == 0x80;
     character = character << 6 | (byte(index) & 0x3fU);
   }
-  valid = valid && !(size == 3 && (character < 0x800 || (character >> 11) == 0x1b)) &&
-          !(size == 4 && (character < 0x10000 || character > 0x10ffff));
+  valid = valid && character >= least && character <= 0x10ffff && character >> 11 != 0x1b;
   text.remove_prefix(valid ? size : 1);
   return valid ? character : REPLACEMENT;
 }

@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "core/frame.h"
+#include "core/text.h"
 #include "json/json.h"
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
@@ -50,6 +51,32 @@ TEST(Log, IsAsciiAndDropsNoByte) {
   EXPECT_EQ(log.find_first_not_of("\n !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                   "[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~"),
             std::string::npos);
+}
+
+TEST(Log, EscapesAllButPrintableAsciiAndReplacesWhatIsNoUtf8) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"00 09 0a 1f 20 22 5c 7e 7f", R"(\u0000\t\n\u001f \"\\~\u007f)"},
+      {"c280 c4a3 dfbf e0a080 e495a7 e8a6ab", R"(\u0080\u0123\u07ff\u0800\u4567\u89ab)"},
+      {"ecb7af ed9fbf ee8080 efbfbf", R"(\ucdef\ud7ff\ue000\uffff)"},
+      {"f0908080 f48fbfbf", R"(\ud800\udc00\udbff\udfff)"},
+      // A byte alone, a character in too many bytes, a surrogate, a number too large.
+      {"41 80 41 bf 41 ff 41", R"(A\ufffdA\ufffdA\ufffdA)"},
+      {"c1bf e09fbf", R"(\ufffd\ufffd\ufffd\ufffd\ufffd)"},
+      {"f08fbfbf 41", R"(\ufffd\ufffd\ufffd\ufffdA)"},
+      {"eda080 edbfbf", R"(\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd)"},
+      {"f4908080 f8908080", R"(\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd)"},
+      // Bytes that do not follow.
+      {"c241 c2c2 80 e28228 c2", R"(\ufffdA\ufffd\u0080\ufffd\ufffd(\ufffd)"},
+  };
+  for (const auto& [bytes, escaped] : cases) {
+    EXPECT_EQ(standin::ToJson(standin::FromHex(bytes)), '"' + escaped + '"');
+  }
+}
+
+TEST(Log, ValuesAreWrittenAsTheyWereRead) {
+  const std::string text = R"([null,true,false,0,18446744073709551615,-1.0,2.0,0.5,1e+300,"",[],)"
+                           R"({},[[1],2],{"a":1,"b":{"c":[]}}])";
+  EXPECT_EQ(standin::ToJson(standin::ParseJson(text)), text);
 }
 
 TEST(Log, ValuesAreTheSameByNumberAndByMember) {
