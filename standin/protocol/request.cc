@@ -138,7 +138,7 @@ class Decoder {
 
   /// The number that `digits` are, or they themselves, with a warning.
   Value Digits(const Field& field, std::string_view digits) {
-    std::uint64_t number = 0;
+    std::uint64_t number{};
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     const bool good = error == std::errc{} && end == digits.data() + digits.size();
     WarnUnless(good, field, " is not a number");

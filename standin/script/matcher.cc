@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <numeric>
@@ -70,17 +71,9 @@ bool IsLess(const Value& one, const Value& other) {
 /// The largest number that fits a field of this width.
 std::uint64_t MostOf(const contract::Field& field) {
   constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
-  if (field.type != FieldType::DIGITS) {
-    return field.width < sizeof most ? (std::uint64_t{1} << (8 * field.width)) - 1 : most;
-  }
-  std::uint64_t power = 1;
-  for (std::size_t digit = 0; digit < field.width; ++digit) {
-    if (power > most / 10) {
-      return most;
-    }
-    power *= 10;
-  }
-  return power - 1;
+  const double count =
+      std::pow(field.type == FieldType::DIGITS ? 10 : 256, static_cast<double>(field.width));
+  return count < static_cast<double>(most) ? static_cast<std::uint64_t>(count) - 1 : most;
 }
 
 void CheckText(const JsonReader& json, const contract::Field& field) {
@@ -102,7 +95,7 @@ void CheckText(const JsonReader& json, const contract::Field& field) {
 }
 
 void CheckItem(const JsonReader& json) {
-  if (json.Text().find_first_of(std::string(",\0", 2)) != std::string::npos) {
+  if (json.Text().find_first_of(std::string{',', '\0'}) != std::string::npos) {
     json.Refuse("must have no comma and no zero byte: they end an item");
   }
 }
@@ -162,8 +155,7 @@ void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& ma
 double SizeOf(const std::string& expression) {
   std::vector<double> open = {0};
   double last = 0;  ///< what a repeat would repeat
-  for (std::size_t index = 0; index < expression.size(); ++index) {
-    const char character = expression[index];
+  for (const char& character : expression) {
     if (character == '(') {
       open.push_back(0);
       continue;
@@ -177,11 +169,9 @@ double SizeOf(const std::string& expression) {
     } else if (character == '+') {
       more = last;
     } else if (character == '{') {
-      const std::size_t comma = expression.find_first_not_of("0123456789", index + 1);
-      const std::size_t most =
-          comma < expression.size() && expression[comma] == ',' ? comma : index;
-      more = last * std::max(std::strtod(expression.c_str() + index + 1, nullptr),
-                             std::strtod(expression.c_str() + most + 1, nullptr));
+      char* end = nullptr;
+      const double least = std::strtod(&character + 1, &end);
+      more = last * (*end == ',' ? std::max(least, std::strtod(end + 1, nullptr)) : least);
     }
     last = character == '+' || character == '{' ? last + more : more;
     open.back() += more;

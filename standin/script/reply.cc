@@ -47,8 +47,8 @@ std::string HexBytes(const JsonReader& json) {
   }
 }
 
-/// The bytes that "text", "file" or "hex" stand for; empty if there is none.
-std::string ReadBytes(const JsonReader& json) {
+/// The bytes that "text", "file" or "hex" stand for.
+std::optional<std::string> ReadBytes(const JsonReader& json) {
   const std::array<bool, 3> given = {json.Has("text"), json.Has("file"), json.Has("hex")};
   if (std::count(given.begin(), given.end(), true) > 1) {
     json.Refuse("only one of text, file and hex");
@@ -59,7 +59,7 @@ std::string ReadBytes(const JsonReader& json) {
   if (json.Has("file")) {
     return FileBytes(json.Member("file"));
   }
-  return json.Has("hex") ? HexBytes(json.Member("hex")) : "";
+  return json.Has("hex") ? std::optional(HexBytes(json.Member("hex"))) : std::nullopt;
 }
 
 /// None if there is no such member.
@@ -85,14 +85,15 @@ std::uint32_t ReadStatus(const JsonReader& json) {
 Reply ReadFrame(const JsonReader& json) {
   json.OnlyMembers({"delay", "status", "text", "file", "hex", "length", "cutHeader", "cutPayload",
                     "bytewise", "forward"});
-  std::string payload = ReadBytes(json);
+  std::optional<std::string> payload = ReadBytes(json);
   const bool forward = json.IsSet("forward");
+  const bool keepPayload = forward && !payload;
   return {.type = Reply::Type::FRAME,
           .status = json.Has("status") ? ReadStatus(json.Member("status")) : 0,
-          .payload = std::move(payload),
+          .payload = std::move(payload).value_or(std::string()),
           .forward = forward,
           .keepStatus = forward && !json.Has("status"),
-          .keepPayload = forward && !json.Has("text") && !json.Has("file") && !json.Has("hex"),
+          .keepPayload = keepPayload,
           .bytewise = json.TruthIn("bytewise"),
           .announcedLength = json.NaturalIn("length", 0, MOST_WORD),
           .cutHeader = json.NaturalIn("cutHeader", 0, HEADER_SIZE - 1),
@@ -104,7 +105,8 @@ Reply ReadStream(const JsonReader& json) {
   Reply reply{.type = Reply::Type::STREAM, .bytewise = json.TruthIn("bytewise")};
   json.Member("stream").ForEachItem([&](const JsonReader& chunk) {
     chunk.OnlyMembers({"pause", "text", "file", "hex"});
-    reply.chunks.push_back({.pause = ReadTime(chunk, "pause"), .bytes = ReadBytes(chunk)});
+    reply.chunks.push_back(
+        {.pause = ReadTime(chunk, "pause"), .bytes = ReadBytes(chunk).value_or(std::string())});
   });
   return reply;
 }

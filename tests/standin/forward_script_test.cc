@@ -40,17 +40,33 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
     std::uint32_t code;
     Json changes;
     std::string reply;
+    std::string logged;
   };
   const std::vector<Case> cases = {
-      {OWNER_REBALANCE, {{"delay", 1}, {"bytewise", true}}, own},
-      {OWNER_REBALANCE, {{"status", "0x2bad0010"}}, EncodeFrame(0x2bad0010, text)},
-      {OWNER_REBALANCE, {{"text", "other"}}, EncodeFrame(0, "other")},
-      {OWNER_REBALANCE, {{"length", 4096}}, FromHex("00000000 00001000") + text},
-      {OWNER_REBALANCE, {{"cutHeader", 3}}, own.substr(0, 3)},
-      {OWNER_REBALANCE, {{"cutPayload", 2}}, own.substr(0, 10)},
-      {STATS, {{"delay", 1}}, stream},
-      {STATS, {{"cutPayload", 4}}, "TREL"},
-      {STATS, {{"text", "other"}}, "other"},
+      {OWNER_REBALANCE, {{"bytewise", true}}, own, R"({"type":"forward","bytewise":true})"},
+      {OWNER_REBALANCE,
+       {{"status", "0x2bad0010"}},
+       EncodeFrame(0x2bad0010, text),
+       R"({"type":"forward","status":732758032})"},
+      {OWNER_REBALANCE,
+       {{"text", "other"}},
+       EncodeFrame(0, "other"),
+       R"({"type":"forward","length":5})"},
+      {OWNER_REBALANCE,
+       {{"length", 4096}},
+       FromHex("00000000 00001000") + text,
+       R"({"type":"forward","length":4096})"},
+      {OWNER_REBALANCE,
+       {{"cutHeader", 3}},
+       own.substr(0, 3),
+       R"({"type":"forward","cutHeader":3})"},
+      {OWNER_REBALANCE,
+       {{"cutPayload", 2}},
+       own.substr(0, 10),
+       R"({"type":"forward","cutPayload":2})"},
+      {STATS, {{"delay", 1}}, stream, R"({"type":"forward","delay":1})"},
+      {STATS, {{"cutPayload", 4}}, "TREL", R"({"type":"forward","cutPayload":4})"},
+      {STATS, {{"text", "other"}}, "other", R"({"type":"forward","length":5})"},
   };
   for (const Case& test : cases) {
     Json reply = test.changes;
@@ -66,7 +82,7 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
     EXPECT_EQ(line.at("code"), test.code);
     const StandinResult result = standin.Stop();
     EXPECT_EQ(result.Events("request").at(0).at("entry"), "one");
-    EXPECT_EQ(result.Events("request").at(0).at("reply").at("type"), "forward");
+    EXPECT_EQ(result.Events("request").at(0).at("reply").dump(), test.logged);
     EXPECT_EQ(result.Events("reply").size(), 1U);
   }
 }

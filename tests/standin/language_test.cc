@@ -52,6 +52,9 @@ TEST(Language, AGroupInASequenceComesInAnyOrder) {
        "request 3 is not the one that the script expects:\n"
        "  command: expected info-owner-rebalance or stats, got what-if-cancel (code 18)\n"},
       {script, {first, info, {{"info-owner-rebalance"}, 1}}, "  it may reply no more\n"},
+      {R"({"sequence": [{"anyOrder": [{}, {"command": "stats"}]}]})",
+       {first, {{"fix-concats"}, 1}},
+       "command: expected any or stats, got fix-concats (code 13)\n"},
       {script,
        {first, info},
        "sequence/1/0 (stats) replied to 0 requests, at least 1 expected\n"
@@ -73,6 +76,9 @@ TEST(Language, AnEntryOfASequenceComesAsOftenAsItExpects) {
       {script, {stats, stats, poll, poll, poll, last}},
       {script, {stats, poll, tooEarly}, "request 3 is not the one"},
       {script, {poll, poll, last, {{"stats"}, 0}}, "request 4 is not the one"},
+      {R"({"rules": [{"expect": {"atLeast": 1}}]})",
+       {},
+       "rules/0 (any command) replied to 0 requests, at least 1 expected"},
       {script, {poll}, "poll (info-owner-rebalance) replied to 1 request, at least 2 expected"},
   });
   RunningStandin standin(Json::parse(script), {});
@@ -189,6 +195,10 @@ TEST(Language, ARuleHoldsInItsStateAndSetsTheNext) {
        {{{"info-proactive-rebalance"}, 1}},
        "the nearest is rules/1:\n  state: expected running, it is idle\n"},
       {script, {start, {{"start-proactive-rebalance"}, 1}}, "state: expected idle, it is running"},
+      {R"({"unmatched": "refuse", "rules": [{"command": "stats", "then": "b"},
+                                            {"command": "fix-concats", "when": "b"}]})",
+       {{{"fix-concats"}, 1}},
+       "state: expected b, it is none\n"},
       // Neither does a rule that needs no request hold in another state.
       {R"({"state": "a", "rules": [{"when": "b", "reply": {"close": "before-reading"}},
                                    {"command": "fix-concats", "then": "b"}]})",

@@ -141,6 +141,65 @@ TEST(Rules, ThoseThatWereNeverUsedAreListedAtTheEnd) {
   EXPECT_EQ(result.err, "trel-standin: never used: rules/1, last\n");
 }
 
+TEST(Rules, ThoseThatAreNeverReachedAreListedByTheCheck) {
+  const TempFolder folder;
+  // Each of these entries is behind one that matches all that it does.
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"rules": [{}, {"command": "stats"}]})", "rules/1 is never reached: rules/0"},
+      {R"({"rules": [{"command": "stats"}, {"name": "late", "command": "stats", "when": "a"},
+                     {"then": "a"}]})",
+       "late is never reached: rules/0"},
+      {R"({"rules": [{"reply": {"close": "before-reading"}}, {"command": "stats"}]})",
+       "rules/1 is never reached: rules/0"},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
+                     {"command": "crawler",
+                      "fields": {"uuid": {"matches": "0", "capture": "b"}}}]})",
+       "rules/1 is never reached: rules/0"},
+      {R"({"sequence": [{"command": "stats", "expect": {"atLeast": 0}}, {"command": "stats"}]})",
+       "sequence/1 is never reached: sequence/0"},
+      {R"({"rules": [{"command": "enable-workitem", "fields": {"workItem": {"min": 1, "max": 3}}},
+                     {"command": "enable-workitem",
+                      "fields": {"workItem": {"max": 3, "min": 1}}}]})",
+       "rules/1 is never reached: rules/0"},
+      {R"({"rules": [{"command": "enable-workitem", "fields": {"workItem": {"min": 1}}},
+                     {"command": "enable-workitem", "fields": {"workItem": {"min": 2}}},
+                     {"command": "enable-workitem", "fields": {"workItem": {"max": 3}}},
+                     {"command": "enable-workitem", "fields": {"workItem": {"max": 4}}},
+                     {"command": "enable-workitem", "fields": {"workItem": 5}},
+                     {"command": "enable-workitem", "fields": {"workItem": 6}}]})",
+       ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"captured": "a"}}},
+                     {"command": "crawler", "fields": {"uuid": {"captured": "b"}}},
+                     {"command": "crawler", "fields": {"uuid": {"matches": "0", "capture": "a"}}},
+                     {"command": "crawler", "fields": {"uuid": {"matches": "1", "capture": "b"}}}]})",
+       ""},
+      {R"({"sequences": [[{"command": "stats"}], [{"command": "stats"}]]})", ""},
+      {R"({"rules": [{"times": 1}, {"command": "stats"}]})", ""},
+      {R"({"rules": [{"command": "what-if-upgrade", "fields": {"decomMode": 1}},
+                     {"command": "what-if-upgrade", "fields": {"reason": 1}}]})",
+       ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
+                     {"command": "crawler", "fields": {"uuid": {"matches": "1"}}}]})",
+       ""},
+      {R"({"rules": [{"when": "a", "then": "b"}, {"then": "a", "when": "b"}, {}]})", ""},
+      {R"({"rules": [{"command": "stats"}, {"reply": {"close": "before-reading"}}]})", ""},
+      {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
+                     {"command": "crawler"}]})",
+       ""},
+      {R"({"sequence": [{"command": "stats", "expect": {"atLeast": 0}}, {"command": "crawler"},
+                        {"command": "stats"}]})",
+       ""},
+  };
+  for (const auto& [text, entry] : cases) {
+    WriteFile(folder / "script", text);
+    const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.exitValue, entry.empty() ? 0 : 2) << text;
+    EXPECT_EQ(run.err,
+              entry.empty() ? "" : "trel-standin: " + entry + " matches all that it does\n")
+        << text;
+  }
+}
+
 TEST(Rules, TheLettersOfAUuidMayBeOfEitherCase) {
   const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
   const std::string upper = "00112233-4455-6677-8899-AABBCCDDEEFF";

@@ -67,6 +67,18 @@ TEST(Sequence, RowsOfTheSameBytesAreShownOnce) {
                                  "000400 00 00 00 00 00 00 00 00\n"));
 }
 
+TEST(Sequence, WhatNoClientOfOursSendsIsShownToo) {
+  for (const auto& [code, difference] :
+       {std::pair(2U, "uuid: expected any value, the payload is too short\n"),
+        std::pair(99U, "command: expected crawler (code 2), got no command (code 99)\n")}) {
+    RunningStandin standin(
+        Json{{"sequence", {{{"command", "crawler"}, {"fields", {{"uuid", {{"any", true}}}}}}}}},
+        {});
+    (void)standin.Exchange(standin::EncodeFrame(code, "short"));
+    EXPECT_THAT(standin.Stop().err, testing::HasSubstr(difference));
+  }
+}
+
 TEST(Sequence, AnotherCommandIsADifference) {
   RunningStandin standin(TwoRequests(), {});
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
@@ -85,7 +97,7 @@ TEST(Sequence, AnEntryThatClosesAfterTheHeaderClosesItsOwnCommandOnly) {
       {"sequence", {{{"command", "crawler"}, {"reply", {{"close", "after-header"}}}}}}};
   RunningStandin followed(script, {});
   EXPECT_EQ(followed.Exchange(std::string("\0\0\0\x02\0\0\0\x24", 8)), "");
-  EXPECT_EQ(followed.Stop().exitValue, 0);
+  EXPECT_EQ(followed.Stop().err, "trel-standin: the script was followed: 1 request\n");
   RunningStandin different(script, {});
   EXPECT_EQ(different.Client({"what-if-cancel"}).exitValue, 1);
   EXPECT_EQ(different.Stop().exitValue, 3);
