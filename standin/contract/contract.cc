@@ -24,11 +24,7 @@ using Json = standin::Value;
 /// The value, which has to be of this type.
 template <typename Type>
 const Type& As(const Json& json) {
-  const auto* const value = json.As<Type>();
-  if (value == nullptr) {
-    throw std::runtime_error("the contract's reader finds another type: " + standin::ToJson(json));
-  }
-  return *value;
+  return std::get<Type>(json.is);
 }
 
 const std::string& Text(const Json& json) { return As<std::string>(json); }
@@ -180,7 +176,7 @@ Reply ReadReply(const Json& json) {
     for (const Json& member : As<standin::List>(At(json, "default"))) {
       const Json* const value = FindIn(member, "value");
       reply.members.push_back({Text(At(member, "name")),
-                               value != nullptr ? standin::ToJson(*value) : "",
+                               standin::ToJson(value != nullptr ? *value : Json()),
                                TextIn(member, "field")});
     }
   }

@@ -82,7 +82,7 @@ struct Payload {
 /// A member of a default reply's JSON object.
 struct ReplyMember {
   std::string name;
-  std::string json;   ///< its value as JSON text, unless `field` is set
+  std::string json;   ///< its value as JSON text; null if `field` is set
   std::string field;  ///< the field of the request whose value it repeats, or empty
 };
 

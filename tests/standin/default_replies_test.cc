@@ -70,6 +70,16 @@ TEST(DefaultReplies, UnknownCodeIsAFailureAndIsWarnedOf) {
   EXPECT_EQ(line.at("warnings").dump(), R"(["no command has the code 4294967295"])");
 }
 
+TEST(DefaultReplies, AnExampleHasItsNumbersInEitherByteOrder) {
+  const contract::Example& example = contract::Get().CommandOfCode(10)->examples.at(0);
+  EXPECT_TRUE(SameBytes(FromHex("0000000a 00000020 0000000000000e10 3fd3333333333333"
+                                "0000000000000708 0000000000000400"),
+                        example.Request(std::endian::big)));
+  EXPECT_TRUE(SameBytes(FromHex("0000000a 00000020 100e000000000000 333333333333d33f"
+                                "0807000000000000 0004000000000000"),
+                        example.Request(std::endian::little)));
+}
+
 struct Warned {
   unsigned code;
   std::string payload;
