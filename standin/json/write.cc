@@ -59,7 +59,7 @@ void AppendCharacter(std::string& line, char32_t character) {
     AppendEscape(line, character);
   } else {
     AppendEscape(line, 0xd800 + ((character - 0x10000) >> 10));
-    AppendEscape(line, 0xdc00 + ((character - 0x10000) & 0x3ff));
+    AppendEscape(line, 0xdc00 + (character & 0x3ff));
   }
 }
 
