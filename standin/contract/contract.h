@@ -87,7 +87,7 @@ struct ReplyMember {
 };
 
 struct Reply {
-  ReplyMode mode = ReplyMode::NONE;
+  ReplyMode mode{};
   std::vector<std::string> pieces;   ///< default reply of a STREAM
   std::vector<ReplyMember> members;  ///< default reply of a PRINT: one JSON object
 };

@@ -40,7 +40,7 @@ class ConversationDecoder {
   }
   /// Whether the client waits for a reply that has not come whole.
   [[nodiscard]] bool AwaitsReply() const {
-    return client_.decoded && !daemon_.decoded && mode_ && mode_ != contract::ReplyMode::NONE;
+    return client_.decoded && !daemon_.decoded && mode_ != contract::ReplyMode::NONE;
   }
 
  private:

@@ -18,7 +18,7 @@ namespace standin {
 
 /// Bytes of a stream and the pause before them.
 struct Chunk {
-  std::chrono::milliseconds pause{0};
+  std::chrono::milliseconds pause{};
   std::string bytes = {};
 };
 
@@ -32,13 +32,13 @@ struct Reply {
     SILENCE,  ///< sends nothing and waits until the client hangs up
   };
 
-  Type type = Type::NOTHING;
+  Type type{};
   std::uint32_t status = 0;
   std::string payload = {};
   std::vector<Chunk> chunks = {};
-  std::chrono::milliseconds delay{0};  ///< before the first byte
-  bool forward = false;                ///< to the daemon, whose own reply is changed
-  bool keepStatus = false;             ///< of a forward: the daemon's
+  std::chrono::milliseconds delay{};  ///< before the first byte
+  bool forward = false;               ///< to the daemon, whose own reply is changed
+  bool keepStatus = false;            ///< of a forward: the daemon's
   bool keepPayload = false;
   bool byDefault = false;                             ///< the script has no other
   bool bytewise = false;                              ///< each byte by a send of its own
