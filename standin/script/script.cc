@@ -265,7 +265,7 @@ std::string Script::NeverReached() const {
   for (const Entry& entry : entries_) {
     // Of the groups before only the last may still be waited for.
     std::size_t first = entry.group;
-    if (first > 0 && entries_[first - 1].sequence == entry.sequence) {
+    if (first != 0 && entries_[first - 1].sequence == entry.sequence) {
       first = entries_[first - 1].group;
     }
     const auto covering = std::find_if(&entries_[first], &entry,

@@ -182,7 +182,7 @@ TEST(Rules, ThoseThatAreNeverReachedAreListedByTheCheck) {
                      {"command": "crawler", "fields": {"uuid": {"matches": "1"}}}]})",
        ""},
       {R"({"rules": [{"when": "a", "then": "b"}, {"then": "a", "when": "b"}, {}]})", ""},
-      {R"({"rules": [{"command": "stats"}, {"reply": {"close": "before-reading"}}]})", ""},
+      {R"({"rules": [{}, {"reply": {"close": "before-reading"}}]})", ""},
       {R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": "0"}}},
                      {"command": "crawler"}]})",
        ""},

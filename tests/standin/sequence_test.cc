@@ -140,6 +140,7 @@ TEST(Sequence, ARequestTooManyExitsWith3) {
 TEST(Sequence, ARequestThatIsCutShortExitsWith3) {
   RunningStandin standin(TwoRequests(), {});
   EXPECT_EQ(standin.Exchange(std::string("\0\0\0", 3)), "");
+  EXPECT_EQ(standin.Exchange("later"), "");
   const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 3);
   EXPECT_EQ(result.err, "trel-standin: request 1 did not arrive whole: 3 bytes, then hung up\n");
