@@ -37,7 +37,7 @@ TEST(Options, HelpSaysWhatEveryOptionDoesAndEveryExitValueMeans) {
         "Run this after --, serve it, and end when it ends\n",
         "--socket PATH ",
         "Path to listen on\n",
-        "--mode BITS=0600 ",
+        "--mode BITS",
         "Permission bits of the socket, in octal\n",
         "--script FILE ",
         "Reply as this JSON file says\n",
