@@ -41,13 +41,13 @@ Value NumberValue(double number) {
   if (std::isfinite(number)) {
     return number;
   }
-  return std::isnan(number) ? "nan" : (number > 0 ? "inf" : "-inf");
+  return std::isnan(number) ? "nan" : (std::signbit(number) ? "-inf" : "inf");
 }
 
 List SplitList(std::string_view text) {
   List list;
   std::size_t begin = 0;
-  for (std::size_t comma = 0; !text.empty() && comma != std::string_view::npos; begin = comma + 1) {
+  for (std::size_t comma{}; !text.empty() && comma != std::string_view::npos; begin = comma + 1) {
     comma = text.find(',', begin);
     list.emplace_back(text.substr(begin, comma - begin));
   }

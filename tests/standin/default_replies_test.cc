@@ -88,7 +88,8 @@ struct Warned {
 };
 
 TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
-  const std::string uuid = "00112233-4455-6677-8899-aabbccddeeff";
+  // As long as 36 entries, as the daemon counts them.
+  const std::string entries(36 * 37 - 1, 'x');
   const std::vector<Warned> cases = {
       {1, "x", "{}", R"(["length 1, at most 0 expected"])"},
       {2, "short", "{}", R"(["length 5, at least 36 expected"])"},
@@ -99,24 +100,32 @@ TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
        R"(["length 24, at least 32 expected"])"},
       {10, Zeros(8) + FromHex("000000000000f87f") + Zeros(16),
        R"({"timeSpan":0,"varianceThreshold":"nan","timeThreshold":0,"rateThreshold":0})", ""},
+      {10, Zeros(8) + FromHex("000000000000f07f") + Zeros(16),
+       R"({"timeSpan":0,"varianceThreshold":"inf","timeThreshold":0,"rateThreshold":0})", ""},
+      {10, Zeros(8) + FromHex("000000000000f0ff") + Zeros(16),
+       R"({"timeSpan":0,"varianceThreshold":"-inf","timeThreshold":0,"rateThreshold":0})", ""},
       {16, Zeros(16) + FromHex("01000000 01 aabbcc"),
        R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":1,)"
        R"("ensureDurability":1,"reserved":"aabbcc"})",
        ""},
-      {17, Zeros(28) + FromHex("02000000") + uuid + Zeros(1),
+      {17, Zeros(28) + FromHex("23000000") + entries + Zeros(1),
        R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":0,"reason":0,"wipeDisk":0,)"
-       R"("uuidCount":2,"uuidList":[")" +
-           uuid + R"("]})",
-       R"(["uuidCount is 2, the list has 1"])"},
+       R"("uuidCount":35,"uuidList":[")" +
+           entries + R"("]})",
+       R"(["uuidCount is 35, the list has 36"])"},
       {20, std::string("/a\0b\0", 5), R"({"filePath":"/a"})",
        R"(["filePath has bytes after its terminator"])"},
       {24, "7777", R"({"workItem":7777,"workItemName":""})", R"(["workItem has no terminator"])"},
       {24, std::string("4\0\0\0", 4), R"({"workItem":4,"workItemName":""})", ""},
-      {25, std::string("x\0\0\0", 4), R"({"workItem":"x","workItemName":""})",
+      {25, std::string("4x\0\0", 4), R"({"workItem":"4x","workItemName":""})",
        R"(["workItem is not a number"])"},
       {31, "no colons" + Zeros(1015),
        R"({"eventType":"no colons","eventName":"","entryType":"","entryName":"","uuid":""})",
        R"(["eventType is not a number","entryType is not a number",)"
+       R"("uuid is not a UUID of lower-case digits"])"},
+      {31, "1:2:a:b" + Zeros(1) + "x" + Zeros(1015),
+       R"({"eventType":1,"eventName":"update","entryType":2,"entryName":"object","uuid":"a:b"})",
+       R"(["eventType has bytes after its terminator",)"
        R"("uuid is not a UUID of lower-case digits"])"},
   };
   RunningStandin standin;

@@ -174,6 +174,11 @@ TEST(Language, AValueThatOneEntryCapturesIsRequiredByAnother) {
       {sequence, {{{"crawler", "-u", ONE}, 0}, {{"info-rebalance", "-u", ONE}, 0}}},
       {sequence, {{{"crawler", "-u", TWO}, 1}}, "expected a match of \"^0\""},
       {sequence, {{{"crawler", "-u", ONE}, 0}, {{"info-rebalance", "-u", TWO}, 1}}, "captured id"},
+      {R"({"sequence": [
+           {"command": "component-manual-move", "fields": {"exclusionList": {"capture": "list"}}},
+           {"command": "crawler", "fields": {"uuid": {"captured": "list"}}}]})",
+       {{{"component-manual-move", "-u", ONE, "-x", TWO}, 0}, {{"crawler", "-u", TWO}, 1}},
+       "uuid: expected the captured list, [\"ffeeddcc-bbaa-9988-7766-554433221100\"], got \"ffee"},
   });
 }
 
