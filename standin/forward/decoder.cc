@@ -3,20 +3,11 @@
 #include "forward/decoder.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <utility>
 
+#include "core/text.h"
+
 namespace standin {
-namespace {
-
-std::string HexWord(std::uint32_t word) {
-  std::array<char, 16> text{};
-  (void)std::snprintf(text.data(), text.size(), "0x%08x", word);
-  return text.data();
-}
-
-}  // namespace
 
 std::optional<Header> ConversationDecoder::Collect(Side& side, std::string_view bytes) const {
   side.total += bytes.size();
@@ -69,7 +60,7 @@ void ConversationDecoder::FromDaemon(std::string_view bytes) {
     LogReply({{"from", "daemon"},
               {"type", "frame"},
               {"status", header->word},
-              {"statusHex", HexWord(header->word)},
+              {"statusHex", "0x" + ToHex(daemon_.bytes.substr(0, sizeof header->word))},
               {"length", header->length}},
              std::string_view(daemon_.bytes).substr(HEADER_SIZE), header->length);
   }
