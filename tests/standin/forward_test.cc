@@ -124,15 +124,15 @@ TEST(Forward, WhatCannotBeDecodedIsForwardedUnchanged) {
         R"("why":"payload over the limit, not decoded","bytes":12,"hex":"0000000000000004"})",
         R"({"event":"end","clientBytes":11,"daemonBytes":12})"}},
       {EncodeFrame(7, "abc") + "d",
-       EncodeFrame(0, "") + "e",
+       EncodeFrame(0, "") + std::string(300000, 'e'),
        {decoded,
         R"({"event":"reply","from":"daemon","type":"frame","status":0,"statusHex":"0x00000000",)"
         R"("length":0,"text":"","hex":"0000000000000000"})",
-        R"({"event":"not-decoded","from":"daemon","why":"bytes after the frame","bytes":9,)"
+        R"({"event":"not-decoded","from":"daemon","why":"bytes after the frame","bytes":300008,)"
         R"("hex":"0000000000000000"})",
         R"({"event":"not-decoded","from":"client","why":"bytes after the frame","bytes":12,)"
         R"("hex":"0000000700000003616263"})",
-        R"({"event":"end","clientBytes":12,"daemonBytes":9})"}},
+        R"({"event":"end","clientBytes":12,"daemonBytes":300008})"}},
   };
   for (const Case& test : cases) {
     const TempFolder folder;
