@@ -81,6 +81,10 @@ TEST(Contract, DiagnosticsAreThoseOfTheirCommandLines) {
     const ProcessResult run = RunClientAlone(diagnostic.args);
     EXPECT_THAT(run.err, testing::MatchesRegex(PatternOf(diagnostic.text)));
     EXPECT_EQ(std::to_string(run.exitValue), diagnostic.exit) << diagnostic.text;
+    const contract::Option* option = contract::Get().OptionOfName(diagnostic.option);
+    const bool isOfOption = diagnostic.check.empty() && diagnostic.args.size() == 2;
+    EXPECT_EQ(option != nullptr ? std::string("-") + option->letter : "",
+              isOfOption ? diagnostic.args[0] : "");
   }
 }
 

@@ -4,9 +4,11 @@
 
 #include "contract/contract.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <tuple>
 
@@ -117,6 +119,25 @@ TEST(ContractOfOptions, HasTheRowsOfTheTableInTheirOrder) {
   }
   EXPECT_EQ(trel::LONG_OPTIONS[index].name, nullptr)
       << "the contract does not have --" << trel::LONG_OPTIONS[index].name;
+}
+
+TEST(ContractOfOptions, HasTheLimitOfEach) {
+  std::array<bool, 3> found{};
+  for (const contract::Option& option : contract::Get().options) {
+    const auto isTaken = [&](const std::string& text) {
+      return RunInFakeSystem({std::string("-") + option.letter, text}, "").err ==
+             "Command string missing\n";
+    };
+    const auto isLimit = [&](auto limit, auto textOf) {
+      EXPECT_TRUE(!limit || (isTaken(textOf(*limit)) && !isTaken(textOf(*limit + 1))))
+          << option.name;
+      return limit.has_value();
+    };
+    found[0] |= isLimit(option.most, [](std::uint64_t number) { return std::to_string(number); });
+    found[1] |= isLimit(option.bytes, [](std::size_t size) { return std::string(size, 'p'); });
+    found[2] |= isLimit(option.entries, UuidList);
+  }
+  EXPECT_THAT(found, testing::Each(true));
 }
 
 TEST(ContractOfOptions, HasTheDefaultSocketPath) {
