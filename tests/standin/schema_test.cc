@@ -131,6 +131,7 @@ const std::vector<ScriptCase>& Scripts() {
        "/rules/0/expect: must have exactly, or atLeast, atMost or both"},
       {R"({"rules": [{"name": 1}]})", "/rules/0/name: must be a text"},
       {R"([])", ": must be an object"},
+      {R"({"$schema": 1, "rules": []})", "/$schema: must be a text"},
       {R"({})", ": must have one of rules, sequence and sequences"},
       {R"({"rules": [], "sequence": []})", ": must have one of rules, sequence and sequences"},
       {R"({"rules": {}})", "/rules: must be an array"},
