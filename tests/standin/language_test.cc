@@ -105,7 +105,8 @@ TEST(Language, SequencesSideBySideKeepEachItsOwnOrder) {
        "expected fix-concats or what-if-cancel, got info-owner-rebalance"},
       {script,
        {stats, fix, cancel},
-       "sequences/0/1 (info-owner-rebalance) replied to 0 requests, at least 1 expected"},
+       "trel-standin: sequences/0/1 (info-owner-rebalance) replied to 0 requests, at least 1 "
+       "expected"},
   });
 }
 
