@@ -7,8 +7,8 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <limits>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -36,7 +36,9 @@ std::string FileBytes(const JsonReader& json) {
   if (!file.is_open()) {
     json.Refuse("cannot read the file " + path.string());
   }
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  return std::move(bytes).str();
 }
 
 std::string HexBytes(const JsonReader& json) {
