@@ -139,8 +139,9 @@ class Decoder {
   /// The number that `digits` are, or they themselves, with a warning.
   Value Digits(const Field& field, std::string_view digits) {
     std::uint64_t number{};
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    const bool good = error == std::errc{} && end == digits.data() + digits.size();
+    const char* const end = digits.data() + digits.size();
+    const auto [rest, error] = std::from_chars(digits.data(), end, number);
+    const bool good = error == std::errc{} && rest == end;
     WarnUnless(good, field, " is not a number");
     return good ? Value(number) : Value(digits);
   }
