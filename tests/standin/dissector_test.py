@@ -7,6 +7,7 @@ TREL_STANDIN in the environment is the path of the program, TREL_DISSECTOR that 
 import json
 import os
 import pathlib
+import shutil
 import socket
 import subprocess
 import sys
@@ -32,10 +33,15 @@ def exchange(path, request):
 
 def dissected(capture):
     """The fields of each packet, each with the list of its values."""
-    run = subprocess.run(
-        ["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", capture, "-T", "json",
-         "--no-duplicate-keys", "-J", "treld"],
-        check=True, capture_output=True, text=True)
+    # For root tshark loads no dissector.
+    user = {"user": "nobody", "group": "nogroup", "extra_groups": []} if os.getuid() == 0 else {}
+    with tempfile.TemporaryDirectory() as home, open(capture, "rb") as packets:
+        os.chmod(home, 0o755)
+        script = shutil.copy(DISSECTOR, home)
+        run = subprocess.run(
+            ["tshark", "-X", f"lua_script:{script}", "-r", "-", "-T", "json",
+             "--no-duplicate-keys", "-J", "treld"], cwd=home, env={**os.environ, "HOME": home},
+            stdin=packets, check=True, capture_output=True, text=True, **user)
     for packet in json.loads(run.stdout):
         yield {name.removeprefix("treld."): values if isinstance(values, list) else [values]
                for name, values in packet["_source"]["layers"]["treld"].items()}
