@@ -96,11 +96,14 @@ TEST(End, PausesAreOverBeforeTheTimeForRepliesIs) {
 }
 
 TEST(End, APauseHoldsNoPlaceForAClientThatHasGone) {
-  RunningStandin standin(Late({{"text", "late"}}), {"--max-connections", "1"});
+  RunningStandin standin(Late({{"text", "late"}}), {"--max-connections", "2"});
+  Descriptor other;
   {
     const Descriptor gone = Ask(standin);
-    EXPECT_EQ(standin.NextLine().at("event"), "limit-reached");
     EXPECT_EQ(standin.NextLine().at("event"), "request");
+    other = ConnectTo(standin.Socket());
+    // The pause has begun by now.
+    EXPECT_EQ(standin.NextLine().at("event"), "limit-reached");
   }
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
   EXPECT_EQ(standin.NextLine().at("why"), "hung up");
