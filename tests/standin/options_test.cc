@@ -28,6 +28,21 @@ TEST(Options, AnIdleTimeoutOf0IsNone) {
             std::chrono::seconds(0));
 }
 
+TEST(Options, TakeTheLastNumberOfTheirRange) {
+  const standin::Options options =
+      Read({"trel-standin", "--socket", "s", "--count", "1000000000000", "--max-payload",
+            "4294967295", "--max-connections", "1000000", "--idle-timeout", "1000000",
+            "--handler-timeout", "1000000", "--timeout", "1000000"});
+  EXPECT_EQ(options.limits.count, 1000000000000U);
+  EXPECT_EQ(options.limits.maxPayload, 4294967295U);
+  EXPECT_EQ(options.limits.maxConnections, 1000000U);
+  EXPECT_EQ(options.limits.idleTime, std::chrono::seconds(1000000));
+  EXPECT_EQ(options.handlerPatience, std::chrono::seconds(1000000));
+  EXPECT_EQ(options.timeout, std::chrono::seconds(1000000));
+  EXPECT_EQ(Read({"trel-standin", "--socket", "s", "--timeout", "0.001"}).timeout,
+            std::chrono::milliseconds(1));
+}
+
 TEST(Options, HelpSaysWhatEveryOptionDoesAndEveryExitValueMeans) {
   const ProcessResult run = RunStandin({"--help"});
   EXPECT_EQ(run.exitValue, 0);
