@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "core/frame.h"
 #include "tests/support/bytes.h"
 #include "tests/support/command_samples.h"
@@ -98,17 +100,17 @@ TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
       {4, "{", R"({"json":"{"})", R"(["json has no terminator","json is not valid JSON"])"},
       {10, Zeros(16) + Zeros(8), R"({"timeSpan":0,"varianceThreshold":0.0,"timeThreshold":0})",
        R"(["length 24, at least 32 expected"])"},
-      {10, Zeros(8) + FromHex("000000000000f87f") + Zeros(16),
+      {10, Zeros(8) + InMemory(std::nan("")) + Zeros(16),
        R"({"timeSpan":0,"varianceThreshold":"nan","timeThreshold":0,"rateThreshold":0})", ""},
-      {10, Zeros(8) + FromHex("000000000000f07f") + Zeros(16),
+      {10, Zeros(8) + InMemory(HUGE_VAL) + Zeros(16),
        R"({"timeSpan":0,"varianceThreshold":"inf","timeThreshold":0,"rateThreshold":0})", ""},
-      {10, Zeros(8) + FromHex("000000000000f0ff") + Zeros(16),
+      {10, Zeros(8) + InMemory(-HUGE_VAL) + Zeros(16),
        R"({"timeSpan":0,"varianceThreshold":"-inf","timeThreshold":0,"rateThreshold":0})", ""},
-      {16, Zeros(16) + FromHex("01000000 01 aabbcc"),
+      {16, Zeros(16) + InMemory(1U) + FromHex("01 aabbcc"),
        R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":1,)"
        R"("ensureDurability":1,"reserved":"aabbcc"})",
        ""},
-      {17, Zeros(28) + FromHex("23000000") + entries + Zeros(1),
+      {17, Zeros(28) + InMemory(35U) + entries + Zeros(1),
        R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":0,"reason":0,"wipeDisk":0,)"
        R"("uuidCount":35,"uuidList":[")" +
            entries + R"("]})",

@@ -145,13 +145,6 @@ TEST(Log, IsAppendedToAndForItsOwnerOnly) {
 }
 
 TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
-  const auto words = [](std::initializer_list<std::uint32_t> numbers) {
-    std::string bytes;
-    for (const std::uint32_t number : numbers) {
-      bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
-    }
-    return bytes;
-  };
   const std::string order = std::endian::native == std::endian::big ? "01" : "00";
   const TempFolder folder;
   const std::string path = folder / "pcap";
@@ -160,17 +153,20 @@ TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
   EXPECT_TRUE(SameBytes(Zeros(8), captured.Exchange(request)));
   EXPECT_EQ(captured.Stop().exitValue, 0);
   const std::string capture = ReadFile(path);
-  const std::string version = order == "00" ? words({0x00040002}) : words({0x00020004});
-  EXPECT_TRUE(
-      SameBytes(words({0xa1b2c3d4}) + version + words({0, 0, 65544, 147}), capture.substr(0, 24)));
+  EXPECT_TRUE(SameBytes(InMemory(0xa1b2c3d4U) + InMemory(std::uint16_t{2}) +
+                            InMemory(std::uint16_t{4}) + Zeros(8) + InMemory(65544U) +
+                            InMemory(147U),
+                        capture.substr(0, 24)));
   // Before each of the two stands the time, in seconds and microseconds.
   std::uint32_t microseconds = 0;
   std::memcpy(&microseconds, capture.data() + 28, sizeof microseconds);
   EXPECT_LT(microseconds, 1000000U);
-  EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 00" + order + "0000") + request,
-                        capture.substr(32, 24)));
-  EXPECT_TRUE(SameBytes(words({16, 16}) + FromHex("00000001 01" + order + "0000") + Zeros(8),
-                        capture.substr(64)));
+  EXPECT_TRUE(
+      SameBytes(InMemory(16U) + InMemory(16U) + FromHex("00000001 00" + order + "0000") + request,
+                capture.substr(32, 24)));
+  EXPECT_TRUE(
+      SameBytes(InMemory(16U) + InMemory(16U) + FromHex("00000001 01" + order + "0000") + Zeros(8),
+                capture.substr(64)));
 }
 
 TEST(Log, FollowsNoLink) {
