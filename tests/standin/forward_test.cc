@@ -116,7 +116,14 @@ TEST(Forward, WhatCannotBeDecodedIsForwardedUnchanged) {
        {R"({"event":"not-decoded","from":"client","why":"ended before the frame was complete",)"
         R"("bytes":1,"hex":"78"})",
         R"({"event":"end","clientBytes":1,"daemonBytes":0})"}},
-      // A payload as long as the limit, and one that is longer.
+      // Payloads as long as the limit, and longer ones.
+      {EncodeFrame(7, "four"),
+       EncodeFrame(0, ""),
+       {R"({"event":"reply","from":"daemon","type":"frame","status":0,"statusHex":"0x00000000",)"
+        R"("length":0,"text":"","hex":"0000000000000000"})",
+        R"({"event":"not-decoded","from":"client","length":4,)"
+        R"("why":"payload over the limit, not decoded","bytes":12,"hex":"0000000700000004"})",
+        R"({"event":"end","clientBytes":12,"daemonBytes":8})"}},
       {EncodeFrame(7, "abc"),
        EncodeFrame(0, "four"),
        {decoded,
