@@ -47,7 +47,7 @@ Value NumberValue(double number) {
 List SplitList(std::string_view text) {
   List list;
   std::size_t begin = 0;
-  for (std::size_t comma{}; !text.empty() && comma != std::string_view::npos; begin = comma + 1) {
+  for (std::size_t comma = 0; !text.empty() && comma != std::string_view::npos; begin = comma + 1) {
     comma = text.find(',', begin);
     list.emplace_back(text.substr(begin, comma - begin));
   }
@@ -138,7 +138,7 @@ class Decoder {
 
   /// The number that `digits` are, or they themselves, with a warning.
   Value Digits(const Field& field, std::string_view digits) {
-    std::uint64_t number{};
+    std::uint64_t number = 0;
     const char* const end = digits.data() + digits.size();
     const auto [rest, error] = std::from_chars(digits.data(), end, number);
     const bool good = error == std::errc{} && rest == end;

@@ -154,7 +154,7 @@ void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& ma
 /// How large the C library makes an expression, which it writes out with all repeats.
 double SizeOf(const std::string& expression) {
   std::vector<double> open = {0};
-  double last{};  ///< what a repeat would repeat
+  double last = 0;  ///< what a repeat would repeat
   for (const char& character : expression) {
     if (character == '(') {
       open.push_back(0);
