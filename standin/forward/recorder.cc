@@ -30,8 +30,9 @@ Object RecordedReply(std::string_view bytes, bool framed, bool hungUp) {
     return hungUp ? Object{{"close", "after-request"}} : Object{{"silent", true}};
   }
   const Header header = bytes.size() >= HEADER_SIZE ? DecodeHeader(bytes) : Header{};
+  // Less than a header is more than any length.
   const std::size_t arrived = bytes.size() - HEADER_SIZE;
-  if (!framed || bytes.size() < HEADER_SIZE || arrived > header.length) {
+  if (!framed || arrived > header.length) {
     return {{"stream", List{Object{Bytes(bytes)}}}};
   }
   Object reply = {{"status", header.word}, Bytes(bytes.substr(HEADER_SIZE))};
@@ -57,7 +58,7 @@ void Recorder::AddRequest(std::uint64_t connection, const Request& request) {
     entry.push_back({"command", request.command->word});
     Object fields;
     for (const Member& field : request.fields) {
-      if (request.command->payload->FieldNamed(field.name) != nullptr && IsSayable(field.value)) {
+      if (IsSayable(field.value)) {
         fields.push_back(field);
       }
     }
@@ -87,7 +88,6 @@ void Recorder::End(std::uint64_t connection, bool framed, bool hungUp) {
   const auto found = exchanges_.find(connection);
   if (found != exchanges_.end()) {
     found->second.entry.push_back({"reply", RecordedReply(found->second.reply, framed, hungUp)});
-    found->second.reply = {};
   }
 }
 
@@ -101,10 +101,10 @@ std::string Recorder::Write() {
   text += "\n]}\n";
   for (std::string_view left = text; !left.empty();) {
     const ssize_t count = write(file_.Get(), left.data(), left.size());
-    if (count < 0 && errno != EINTR) {
+    if (count == -1) {
       throw std::system_error(errno, std::generic_category(), "the record cannot be written");
     }
-    left.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    left.remove_prefix(static_cast<std::size_t>(count));
   }
   return lost_ == 0 ? ""
                     : std::to_string(lost_) + " exchanges are not in the record: too many bytes";

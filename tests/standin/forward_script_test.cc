@@ -201,6 +201,10 @@ TEST(Record, PlayedBackGivesTheSameBytesForEveryCommand) {
       requests.push_back(example.Request());
     }
   }
+  // What no script may ask for: text that is no UTF-8, a byte that is not zero.
+  requests.push_back(
+      EncodeFrame(contract::Get().CommandOfWord("log-level")->code, FromHex("ff 00")));
+  requests.push_back(EncodeFrame(16, Zeros(20) + FromHex("01 aabbcc")));
   const Json record = PlayedBack(daemon, requests);
   EXPECT_EQ(record.size(), requests.size());
   EXPECT_TRUE(record.at(2).contains("fields"));
@@ -256,13 +260,18 @@ TEST(Record, FollowsNoLinkAndReportsWhatDoesNotFit) {
   EXPECT_EQ(run.err,
             "trel-standin: record " + (folder / "link") + ": Too many levels of symbolic links\n");
 
-  WriteFile(folder / "big", std::string(25U << 20U, 'x'));
-  const RunningStandin daemon(Rule("stats", {{"stream", {{{"file", folder / "big"}}}}}), {});
-  RunningStandin standin({"--forward", daemon.Socket(), "--record", folder / "record"});
-  EXPECT_EQ(Ask(standin, EncodeFrame(STATS, "")).size(), 25U << 20U);
-  const StandinResult result = standin.Stop();
-  EXPECT_EQ(result.exitValue, 1);
-  EXPECT_EQ(result.err, "trel-standin: 1 exchanges are not in the record: too many bytes\n");
+  WriteFile(folder / "big", std::string(24U << 20U, 'x'));
+  Json stream = {{{"file", folder / "big"}}};
+  for (const bool fits : {true, false}) {
+    const RunningStandin daemon(Rule("stats", {{"stream", stream}}), {});
+    RunningStandin standin({"--forward", daemon.Socket(), "--record", folder / "record"});
+    EXPECT_EQ(Ask(standin, EncodeFrame(STATS, "")).size(), (24U << 20U) + (fits ? 0 : 1));
+    const StandinResult result = standin.Stop();
+    EXPECT_EQ(result.exitValue, fits ? 0 : 1);
+    EXPECT_EQ(result.err,
+              fits ? "" : "trel-standin: 1 exchanges are not in the record: too many bytes\n");
+    stream.push_back({{"text", "x"}});
+  }
 }
 
 }  // namespace
