@@ -184,9 +184,6 @@ Reply ReadReply(const Json& json) {
 }
 
 std::string Repeated(const std::string& text, std::size_t times) {
-  if (text.size() == 1) {
-    return std::string(times, text.front());
-  }
   std::string all;
   for (std::size_t count = 0; count < times; ++count) {
     all += text;

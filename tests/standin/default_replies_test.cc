@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <set>
 
 #include "core/frame.h"
 #include "tests/support/bytes.h"
@@ -26,16 +27,19 @@ TEST(DefaultReplies, DecodesEveryExampleFieldByField) {
   }
   const std::vector<Json> requests = standin.Stop().Events("request");
   ASSERT_EQ(requests.size(), samples.size());
+  std::set<const contract::Payload*> shown;
   for (std::size_t index = 0; index < samples.size(); ++index) {
     const CommandSample& sample = samples[index];
     const Json& line = requests[index];
     EXPECT_EQ(line.at("code"), sample.command->code);
     EXPECT_EQ(line.at("command"), sample.command->word);
     if (!sample.fields.empty()) {
+      shown.insert(sample.command->payload);
       EXPECT_EQ(line.at("fields").dump(), sample.fields) << sample.name;
       EXPECT_FALSE(line.contains("warnings")) << line.dump();
     }
   }
+  EXPECT_EQ(shown.size(), contract::Get().payloads.size());
 }
 
 TEST(DefaultReplies, StreamsTheCrawlerStatesOfAllObjects) {

@@ -141,7 +141,7 @@ ProcessResult RunWithReader(
   const Descriptor output(open((folder / "out").c_str(), O_RDWR | O_CLOEXEC));
   std::string first(9, '\0');
   const ProcessResult run =
-      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s"},
+      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s", "--hex"},
                   .program = StandinPath(),
                   .prepare = [&] { dup2(output.Get(), STDOUT_FILENO); },
                   .whileRunning =
@@ -170,20 +170,47 @@ TEST(End, AReaderOfTheFirstLineAloneHoldsUpNobodyAndMissesLines) {
                            "trel-standin: [0-9]+ lines could not be written: nobody reads them\n"));
 }
 
+/// Reads up to the line of a request with this code, the last one. The number of lines.
+std::ptrdiff_t ReadLines(int output, std::uint32_t code) {
+  const std::string last = "\"code\":" + std::to_string(code);
+  std::string text;
+  do {
+    std::string piece(65536, '\0');
+    piece.resize(static_cast<std::size_t>(read(output, piece.data(), piece.size())));
+    text += piece;
+  } while (text.back() != '\n' ||
+           text.find(last, text.size() - std::min<std::size_t>(text.size(), 500)) ==
+               std::string::npos);
+  return std::count(text.begin(), text.end(), '\n');
+}
+
+void Exchange(const std::string& socket, std::uint32_t code, const std::string& payload) {
+  const Descriptor client = ConnectTo(socket);
+  standin::WriteAll(client.Get(), EncodeFrame(code, payload));
+  EXPECT_TRUE(
+      SameBytes(EncodeFrame(0x0bad0001, "no such command"), standin::ReadFrame(client.Get())));
+}
+
 TEST(End, AReaderWhoReadsNowAndThenMissesNothing) {
   const ProcessResult run = RunWithReader([](const std::string& socket, int output) {
-    std::ptrdiff_t lines = 0;
-    for (const std::ptrdiff_t expected : {1001, 2001}) {
+    for (const std::ptrdiff_t lines : {1002, 1001}) {
       Exchange1000Times(socket);
-      while (lines < expected) {
-        std::string piece(65536, '\0');
-        piece.resize(static_cast<std::size_t>(read(output, piece.data(), piece.size())));
-        lines += std::count(piece.begin(), piece.end(), '\n');
-      }
-      EXPECT_EQ(lines, expected);
+      Exchange(socket, 98, "");
+      EXPECT_EQ(ReadLines(output, 98), lines);
     }
   });
   EXPECT_TRUE(Ended(run, "", "", 0));
+}
+
+TEST(End, AReaderWhoReadsLateMissesWhatIsOver16MiB) {
+  const ProcessResult run = RunWithReader([](const std::string& socket, int output) {
+    for (int request = 0; request < 16; ++request) {
+      Exchange(socket, 99, std::string(535000, 'x'));  // its line has 1.02 MiB
+    }
+    Exchange(socket, 98, "");
+    EXPECT_EQ(ReadLines(output, 98), 17);
+  });
+  EXPECT_TRUE(Ended(run, "", "trel-standin: 1 lines could not be written: nobody reads them\n", 1));
 }
 
 /// A listener that accepts nobody, its queue full.
