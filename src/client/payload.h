@@ -1,7 +1,7 @@
 // The request payloads: the records that travel, and for each type of payload the
 // function that builds and sends it. Which texts count their terminator is kept on
 // purpose and differs from one to the next. Numbers are in the host's byte order:
-// client and daemon run on the same host. docs/protocol.md describes every field.
+// client and daemon run on the same host. docs/payloads.md describes every field.
 
 #ifndef TREL_CLIENT_PAYLOAD_H
 #define TREL_CLIENT_PAYLOAD_H
