@@ -5,7 +5,7 @@
 #   tests/build/machines.sh [--full | ARCHITECTURE...]
 #
 # Without arguments for arm64 (little-endian) and s390x (big-endian), with --full for all
-# that have a preset. Prints how many unit and cli tests passed for each.
+# that cmake/CrossDebian.cmake knows. Prints how many unit and cli tests passed for each.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -48,9 +48,10 @@ try() { # <architecture>
   [[ $1 != armhf && $1 != i386 ]] || left_out+=("${beyond_32_bits[@]}")
   filter=-$(IFS=: && echo "${left_out[*]}")
   build_googletest "$1" "$build"
-  cmake --preset "cross-$1" -DTREL_BUILD_TESTS=ON \
+  export TREL_ARCH=$1
+  cmake --preset cross -DTREL_BUILD_TESTS=ON \
     -DGTest_DIR="$build/installed/lib/cmake/GTest"
-  cmake --build --preset "cross-$1" --target trel-tool unit_tests
+  cmake --build --preset cross --target trel-tool unit_tests
   tests/build/binary.sh "$build/trel-tool" 0
   emulator=$(sed -n 's/^TREL_EMULATOR:[A-Z]*=//p' "$build/CMakeCache.txt")
   mkdir "$folder/$1"
