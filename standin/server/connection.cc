@@ -63,28 +63,24 @@ bool Connection::MayWait() const {
 }
 
 std::optional<IoResult> Connection::ReceiveArrived(std::size_t most, std::string_view& bytes) {
-  for (;;) {
-    const std::size_t size = std::min(most, mostAtOnce_);
-    const Clock::time_point begin = Clock::now();
-    const ssize_t count = recv(fd_, loop_.received.data(), size, MSG_DONTWAIT);
-    if (count > 0) {
-      ++receives_;
-      if (IsSlow()) {
-        AdaptTo(Clock::now() - begin);
-      }
-      bytes = {loop_.received.data(), static_cast<std::size_t>(count)};
-      if (capture_ != nullptr) {
-        capture_->Write(number_, Capture::Direction::TO_DAEMON, bytes);
-      }
-      return IoResult::DONE;
-    }
-    if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
-      return IoResult::HUNG_UP;
-    }
-    if (errno == EAGAIN) {
-      return std::nullopt;
-    }
+  const std::size_t size = std::min(most, mostAtOnce_);
+  const Clock::time_point begin = Clock::now();
+  const ssize_t count = recv(fd_, loop_.received.data(), size, MSG_DONTWAIT);
+  if (count == -1 && errno == EAGAIN) {
+    return std::nullopt;
   }
+  if (count <= 0) {
+    return IoResult::HUNG_UP;
+  }
+  ++receives_;
+  if (IsSlow()) {
+    AdaptTo(Clock::now() - begin);
+  }
+  bytes = {loop_.received.data(), static_cast<std::size_t>(count)};
+  if (capture_ != nullptr) {
+    capture_->Write(number_, Capture::Direction::TO_DAEMON, bytes);
+  }
+  return IoResult::DONE;
 }
 
 void Connection::AdaptTo(Clock::duration time) {
@@ -166,9 +162,6 @@ Task<IoResult> Connection::Send(std::string_view bytes) {
                         bytes.substr(0, static_cast<std::size_t>(sent)));
       }
       bytes.remove_prefix(static_cast<std::size_t>(sent));
-      continue;
-    }
-    if (errno == EINTR) {
       continue;
     }
     if (errno != EAGAIN) {

@@ -60,7 +60,7 @@ bool Server::AcceptWaiting() {
     } else if (errno == EAGAIN || errno == EINVAL) {
       // Once the listener is shut down, nobody can join an empty queue.
       return loop_.GetState() == Loop::State::RUNNING;
-    } else if (errno != EINTR && errno != ECONNABORTED) {
+    } else {
       // Out of descriptors or memory: the end of a connection gives some back.
       log_.Write(0, "accept-failed", {{"why", std::generic_category().message(errno)}});
       full_ = true;
