@@ -10,11 +10,11 @@ namespace {
 
 /// Standard streams that are closed cannot be written to, whatever is opened later.
 void KeepStandardStreams() {
-  int fd = STDIN_FILENO;
-  while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
-    fd = open("/", O_PATH | O_CLOEXEC);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) == -1) {
+      (void)open("/", O_PATH | O_CLOEXEC);
+    }
   }
-  close(fd);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
             const bool octal = !text.empty() && text.size() <= 4 &&
                                text.find_first_not_of("01234567") == std::string::npos &&
                                std::stoul(text, nullptr, 8) <= 0777;
-            return octal ? "" : "--mode: octal bits from 0 to 0777 are wanted";
+            return octal ? "" : "octal bits from 0 to 0777 are wanted";
           },
           ""))
       ->capture_default_str();
