@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -25,31 +24,30 @@ std::vector<pid_t> Children() {
   return {std::istream_iterator<pid_t>(file), {}};
 }
 
+/// Kills a child and waits for its end. False if that is not allowed.
+bool Kill(pid_t child) {
+  siginfo_t end;
+  return kill(child, SIGKILL) == 0 && waitid(P_PID, static_cast<id_t>(child), &end, WEXITED) == 0;
+}
+
 }  // namespace
 
-Command::Command(std::vector<std::string> words, int stream)
+Command::Command(std::vector<std::string> words, std::optional<int> stream)
     : name_(words.at(0)), others_(Children()) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   std::vector<char*> pointers;
-  pointers.reserve(words.size() + 1);
-  for (std::string& word : words) {
-    pointers.push_back(word.data());
-  }
+  std::transform(words.begin(), words.end(), std::back_inserter(pointers),
+                 [](std::string& word) { return word.data(); });
   pointers.push_back(nullptr);
 
-  sigset_t ignored;
-  sigemptyset(&ignored);
-  sigaddset(&ignored, SIGPIPE);
-  posix_spawnattr_t attributes;
+  posix_spawnattr_t attributes{};
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setsigdefault(&attributes, &ignored);
-  posix_spawnattr_setpgroup(&attributes, 0);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  if (stream >= 0) {
-    posix_spawn_file_actions_adddup2(&actions, stream, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, stream, STDOUT_FILENO);
+  if (stream) {
+    posix_spawn_file_actions_adddup2(&actions, *stream, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, *stream, STDOUT_FILENO);
   }
   const int error =
       posix_spawnp(&process_, name_.c_str(), &actions, &attributes, pointers.data(), environ);
@@ -61,16 +59,12 @@ Command::Command(std::vector<std::string> words, int stream)
 }
 
 Command::~Command() {
-  Signal(SIGKILL);
-  if (!ended_) {
-    waitpid(process_, nullptr, 0);
-    ended_ = true;
-  }
-  // The children of one that is killed become orphans too.
+  Kill(process_);
+  // The children of one that is killed become orphans.
   for (bool killed = true; killed;) {
     killed = false;
     for (const pid_t orphan : Orphans()) {
-      killed = (kill(orphan, SIGKILL) == 0 && waitpid(orphan, nullptr, 0) == orphan) || killed;
+      killed = Kill(orphan) || killed;
     }
   }
 }
@@ -78,55 +72,51 @@ Command::~Command() {
 std::vector<pid_t> Command::Orphans() const {
   std::vector<pid_t> orphans = Children();
   std::erase_if(orphans, [this](pid_t child) {
-    return (child == process_ && !ended_) ||
-           std::find(others_.begin(), others_.end(), child) != others_.end();
+    return child == process_ || std::find(others_.begin(), others_.end(), child) != others_.end();
   });
   return orphans;
 }
 
 bool Command::HasEnded() {
-  siginfo_t info{};
-  // Its number stays taken until those that it has left behind are signalled.
-  if (!ended_ &&
-      waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-      info.si_pid == process_) {
-    Signal(SIGTERM);
-    ended_ = waitpid(process_, &status_, 0) == process_;
-    for (const pid_t orphan : Orphans()) {
-      kill(orphan, SIGTERM);
+  if (!Ended()) {
+    // Its number stays taken, for it is that of its process group.
+    waitid(P_PID, static_cast<id_t>(process_), &end_, WEXITED | WNOHANG | WNOWAIT);
+    if (Ended()) {
+      Signal(SIGTERM);
+      for (const pid_t orphan : Orphans()) {
+        kill(orphan, SIGTERM);
+      }
     }
   }
-  return ended_;
+  return Ended();
 }
 
 bool Command::IsGone() {
-  const std::vector<pid_t> orphans = Orphans();
-  return std::count_if(orphans.begin(), orphans.end(),
-                       [](pid_t orphan) { return waitpid(orphan, nullptr, WNOHANG) == 0; }) == 0;
+  for (const pid_t orphan : Orphans()) {
+    waitpid(orphan, nullptr, WNOHANG);
+  }
+  // Those that have ended meanwhile have made orphans of their children.
+  return Orphans().empty();
 }
 
-void Command::Signal(int signal) const {
-  if (!ended_) {
-    kill(-process_, signal);
-  }
-}
+void Command::Signal(int signal) const { kill(-process_, signal); }
 
 std::string Command::Failure() const {
-  if (!ended_) {
+  if (!Ended()) {
     return name_ + " was killed: it did not end on SIGTERM";
   }
-  if (WIFSIGNALED(status_)) {
-    return name_ + " was ended by signal " + std::to_string(WTERMSIG(status_));
+  if (end_.si_code != CLD_EXITED) {
+    return name_ + " was ended by signal " + std::to_string(end_.si_status);
   }
-  const int value = WEXITSTATUS(status_);
-  return value != 0 ? name_ + " ended with exit value " + std::to_string(value) : "";
+  return end_.si_status != 0 ? name_ + " ended with exit value " + std::to_string(end_.si_status)
+                             : "";
 }
 
 int Command::ExitValue() const {
-  if (!ended_) {
+  if (!Ended()) {
     return EXIT_SIGNAL + SIGKILL;
   }
-  return WIFSIGNALED(status_) ? EXIT_SIGNAL + WTERMSIG(status_) : WEXITSTATUS(status_);
+  return end_.si_code == CLD_EXITED ? end_.si_status : EXIT_SIGNAL + end_.si_status;
 }
 
 }  // namespace standin

@@ -5,6 +5,8 @@
 
 #include <sys/types.h>
 
+#include <csignal>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,9 +16,9 @@ class Command {
  public:
   /// Starts the program that the first word names, in a process group of its own, with
   /// default signal handling. What it leaves running becomes this process's child.
-  /// `stream`: what it has as its standard input and output instead of ours; -1: ours. Throws
+  /// `stream`: what it has as its standard input and output instead of ours. Throws
   /// std::system_error.
-  explicit Command(std::vector<std::string> words, int stream = -1);
+  explicit Command(std::vector<std::string> words, std::optional<int> stream = std::nullopt);
   /// Kills it and what it has left running.
   ~Command();
   Command(const Command&) = delete;
@@ -34,14 +36,14 @@ class Command {
   [[nodiscard]] int ExitValue() const;
 
  private:
+  [[nodiscard]] bool Ended() const { return end_.si_pid == process_; }
   /// Processes that it has started and that have lost their parent.
   [[nodiscard]] std::vector<pid_t> Orphans() const;
 
   std::string name_;
   std::vector<pid_t> others_;  ///< children that are not its own
-  pid_t process_ = -1;
-  bool ended_ = false;
-  int status_ = 0;
+  pid_t process_{};
+  siginfo_t end_{};  ///< how it ended, once it has
 };
 
 }  // namespace standin

@@ -58,6 +58,8 @@ void Report(const std::string& text) {
   }
 }
 
+extern "C" void DoNothing(int /*signal*/) {}
+
 /// Null if there is none.
 template <typename Type>
 Type* Address(std::optional<Type>& object) {
@@ -70,7 +72,8 @@ class Run {
 
   /// Throws std::exception.
   int Execute() {
-    std::signal(SIGPIPE, SIG_IGN);
+    // What is started has the default again, unlike that of SIG_IGN.
+    std::signal(SIGPIPE, DoNothing);
     TakeSignals();
     AwaitTimeout();
     std::exception_ptr failure;

@@ -316,14 +316,14 @@ TEST(End, WhatTheCommandLeavesRunningEndsToo) {
 }
 
 TEST(End, WhatTheCommandLeavesRunningMayTidyUp) {
-  const TempFolder folder;
-  RunningStandin standin(
-      {"--", "sh", "-c",
-       "cd " + (folder / ".") +
-           "; mkfifo f; setsid sh -c 'trap \"echo done >tidied; exit\" TERM; echo >f; "
-           "sleep 1000 & wait' & read _ <f; echo"});
-  EXPECT_EQ(standin.Finish().exitValue, 0);
-  EXPECT_EQ(ReadFile(folder / "tidied"), "done\n");
+  for (const char* const command : {"setsid sh tidy &", "(sh tidy; true) &"}) {
+    const TempFolder folder;
+    WriteFile(folder / "tidy", "trap 'echo done >tidied; exit' TERM; echo >f; sleep 1000 & wait\n");
+    RunningStandin standin(
+        {"--", "sh", "-c", "cd " + (folder / ".") + "; mkfifo f; " + command + " read _ <f; echo"});
+    EXPECT_EQ(standin.Finish().exitValue, 0);
+    EXPECT_EQ(ReadFile(folder / "tidied"), "done\n");
+  }
 }
 
 TEST(End, ATimeoutEndsItAndItsCommandWith124) {
