@@ -44,6 +44,8 @@ TEST(Options, TakeTheFirstAndTheLastNumberOfTheirRange) {
   EXPECT_EQ(last.handlerPatience, std::chrono::seconds(1000000));
   EXPECT_EQ(last.timeout, std::chrono::seconds(1000000));
   EXPECT_EQ(last.mode, 0777U);
+  EXPECT_EQ(Read({"trel-standin", "--socket", "s", "--max-payload", "1kb"}).limits.maxPayload,
+            1024U);
 }
 
 TEST(Options, HaveADefault) {
@@ -63,7 +65,8 @@ TEST(Options, HelpSaysWhatEveryOptionDoesAndEveryExitValueMeans) {
   EXPECT_THAT(run.out, testing::StartsWith(
                            "Plays the daemon treld on a Unix socket and logs what it is asked.\n"));
   for (const char* const text :
-       {" COMMAND TEXT ...",
+       {" trel-standin [OPTIONS]",
+        " COMMAND TEXT ...",
         " Run this after --, serve it, and end when it ends\n",
         " --version ",
         " --socket PATH ",
