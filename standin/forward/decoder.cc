@@ -37,7 +37,9 @@ void ConversationDecoder::FromClient(std::string_view bytes) {
   const std::optional<Header> header = Collect(client_, bytes);
   if (header) {
     const Request request = DecodeRequest(*header, client_.bytes.substr(HEADER_SIZE));
-    mode_ = request.command != nullptr ? ExpectedReply(request).mode : contract::ReplyMode::SILENT;
+    if (request.command != nullptr) {
+      mode_ = ExpectedReply(request).mode;
+    }
     if (recorder_ != nullptr) {
       recorder_->AddRequest(connection_, request);
     }
@@ -50,7 +52,7 @@ void ConversationDecoder::FromDaemon(std::string_view bytes) {
   if (recorder_ != nullptr) {
     recorder_->AddReply(connection_, bytes);
   }
-  if (mode_ == contract::ReplyMode::STREAM) {
+  if (IsStream()) {
     daemon_.total += bytes.size();
     const std::uint64_t most = std::min<std::uint64_t>(maxPayload_, log_.ShownSize());
     daemon_.bytes += bytes.substr(0, most - std::min<std::uint64_t>(most, daemon_.bytes.size()));
@@ -93,7 +95,7 @@ void ConversationDecoder::End(bool hungUp) {
   if (recorder_ != nullptr) {
     recorder_->End(connection_, !IsStream(), hungUp);
   }
-  if (mode_ == contract::ReplyMode::STREAM) {
+  if (IsStream()) {
     LogReply({{"from", "daemon"}, {"type", "stream"}, {"bytes", daemon_.total}}, daemon_.bytes,
              daemon_.total);
   } else {

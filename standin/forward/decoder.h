@@ -36,7 +36,7 @@ class ConversationDecoder {
   [[nodiscard]] bool HasFrame() const { return daemon_.decoded; }
   /// Whether more of a frame is to come from the daemon.
   [[nodiscard]] bool AwaitsFrame() const {
-    return mode_ != contract::ReplyMode::STREAM && !daemon_.decoded && !daemon_.givenUp;
+    return !IsStream() && !daemon_.decoded && !daemon_.givenUp;
   }
   /// Whether the client waits for a reply that has not come whole.
   [[nodiscard]] bool AwaitsReply() const {
@@ -66,7 +66,7 @@ class ConversationDecoder {
   Object more_;
   Side client_;
   Side daemon_;
-  std::optional<contract::ReplyMode> mode_;  ///< once the request is known
+  std::optional<contract::ReplyMode> mode_;  ///< of a known request, once it has come
 };
 
 }  // namespace standin

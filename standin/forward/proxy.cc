@@ -20,13 +20,11 @@ namespace {
 
 /// A listen queue that is full cannot be waited for, only tried again.
 constexpr std::chrono::milliseconds CONNECT_RETRY{10};
-constexpr std::size_t PIECE = 65536;
 
 /// Both directions of a conversation.
 struct Conversation {
   Connection& client;
   Connection& daemon;
-  std::string first;  ///< of the client, received before
   ConversationDecoder decoder;
   Event ended;               ///< of a direction
   bool clientEnded = false;  ///< it has hung up or sends no more
@@ -34,22 +32,17 @@ struct Conversation {
   int open = 2;              ///< directions
 };
 
-/// Passes bytes on until one side takes or sends no more.
-Task<> Pump(Conversation& conversation, bool toDaemon) {
+/// Passes bytes on until one side takes or sends no more. `held`: received before.
+Task<> Pump(Conversation& conversation, bool toDaemon, std::string held) {
   Connection& from = toDaemon ? conversation.client : conversation.daemon;
   Connection& to = toDaemon ? conversation.daemon : conversation.client;
   IoResult received = IoResult::DONE;
   IoResult sent = IoResult::DONE;
-  std::string held;
   while (received == IoResult::DONE && sent == IoResult::DONE) {
-    held.clear();
-    if (toDaemon) {
-      held.swap(conversation.first);
-    }
     if (held.empty()) {
       std::string_view bytes;
-      received = co_await from.Receive(PIECE, bytes);
-      held = received == IoResult::DONE ? bytes : "";
+      received = co_await from.Receive(std::string_view::npos, bytes);
+      held = bytes;
     }
     if (received == IoResult::DONE) {
       if (toDaemon) {
@@ -60,6 +53,7 @@ Task<> Pump(Conversation& conversation, bool toDaemon) {
       // A reply that is due is still passed on when the stand-in stops.
       conversation.daemon.SetPatient(conversation.decoder.AwaitsReply());
       sent = co_await to.Send(held);
+      held.clear();
     }
   }
   --conversation.open;
@@ -141,7 +135,8 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
       logged = true;
       log_.Write(client.Number(), "daemon-busy", {{"why", daemonPath_ + ": accepts nobody"}});
     }
-    co_await client.WaitFor(place == waiting_.begin() ? CONNECT_RETRY : std::chrono::hours(24));
+    co_await client.WaitUntil(place == waiting_.begin() ? Clock::now() + CONNECT_RETRY
+                                                        : Clock::time_point::max());
   }
   const auto next = waiting_.erase(place);
   if (next != waiting_.end()) {
@@ -192,7 +187,6 @@ Task<> Proxy::Serve(std::shared_ptr<Connection> client, std::string first, Objec
   Conversation conversation{
       .client = *client,
       .daemon = *daemon,
-      .first = std::move(first),
       .decoder = {log_, recorder_, client->Number(), limits_.maxPayload, std::move(more)},
       .ended = Event(loop_.context)};
   bool replyEnded = false;
@@ -200,10 +194,10 @@ Task<> Proxy::Serve(std::shared_ptr<Connection> client, std::string first, Objec
     replyEnded = true;
     conversation.ended.Notify();
   };
-  asio::co_spawn(loop_.context.get_executor(), Pump(conversation, false), atEnd);
+  asio::co_spawn(loop_.context.get_executor(), Pump(conversation, false, {}), atEnd);
   std::exception_ptr failure;
   try {
-    co_await Pump(conversation, true);
+    co_await Pump(conversation, true, std::move(first));
   } catch (...) {
     failure = std::current_exception();
     client->Abandon();

@@ -61,8 +61,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// if the wait ended before.
   [[nodiscard]] Task<bool> AwaitGone();
 
-  /// Waits for `time`, or until EndWaits.
-  [[nodiscard]] Task<> WaitFor(std::chrono::milliseconds time) { return wake_.WaitFor(time); }
+  /// Waits until `time`, or until EndWaits.
+  [[nodiscard]] Task<> WaitUntil(Clock::time_point time) { return wake_.WaitUntil(time); }
 
   /// Writes all bytes from now on to `capture`, if there is one.
   void CaptureTo(Capture* capture) { capture_ = capture; }
