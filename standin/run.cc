@@ -47,11 +47,11 @@ constexpr Clock::time_point NEVER = Clock::time_point::max();
 void Report(const std::string& text) {
   const std::string whole = "trel-standin: " + text + (text.ends_with('\n') ? "" : "\n");
   std::string_view left = whole;
-  pollfd wait{STDERR_FILENO, POLLOUT, 0};
+  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = {}};
   while (!left.empty() && poll(&wait, 1, static_cast<int>(LOG_GRACE.count())) > 0) {
     const ssize_t count =
         write(STDERR_FILENO, left.data(), std::min<std::size_t>(left.size(), PIPE_BUF));
-    if (count <= 0) {
+    if (count == -1) {
       return;
     }
     left.remove_prefix(static_cast<std::size_t>(count));
@@ -72,8 +72,6 @@ class Run {
 
   /// Throws std::exception.
   int Execute() {
-    // What is started has the default again, unlike that of SIG_IGN.
-    std::signal(SIGPIPE, DoNothing);
     TakeSignals();
     AwaitTimeout();
     std::exception_ptr failure;
@@ -174,7 +172,6 @@ class Run {
       const Clock::time_point end = Clock::now() + HANDLER_GRACE;
       co_await Await([&] { return handler_->HasEnded(); }, end);
     }
-    timeout_.cancel();
     const std::array outputs = {&standard_, Address(logFile_), Address(captureFile_)};
     for (Output* const output : outputs) {
       if (output != nullptr) {
@@ -220,9 +217,7 @@ class Run {
 
   void StartHandler() {
     if (!options_.handler.empty()) {
-      limit_.Restore();
       handler_.emplace(loop_, *log_, options_.handler, options_.handlerPatience);
-      limit_.Raise();
     }
   }
 
@@ -230,7 +225,6 @@ class Run {
   bool StartCommand() {
     const std::string path = std::filesystem::absolute(options_.socketPath);
     setenv("TREL_STANDIN_SOCKET", path.c_str(), 1);
-    limit_.Restore();
     try {
       command_.emplace(options_.command);
     } catch (const std::system_error& error) {
@@ -238,7 +232,6 @@ class Run {
       exitValue_ =
           error.code() == std::errc::no_such_file_or_directory ? EXIT_NOT_FOUND : EXIT_CANNOT_START;
     }
-    limit_.Raise();
     return command_.has_value();
   }
 
@@ -247,8 +240,10 @@ class Run {
   Task<> Serve() {
     Limits limits = options_.limits;
     const bool forwards = !options_.forwardPath.empty();
+    // What has been started has the limit as it was.
+    const std::size_t most = RaiseDescriptorLimit(forwards ? 2 : 1);
     if (limits.maxConnections == 0) {
-      limits.maxConnections = DescriptorLimit::Clients(forwards ? 2 : 1);
+      limits.maxConnections = most;
     }
     Proxy proxy(loop_, *log_, Address(recorder_), options_.forwardPath, limits);
     const Daemon daemon{.log = *log_,
@@ -282,7 +277,7 @@ class Run {
       co_await Await([&] { return command_->HasEnded(); }, deadline_);
       // What it has left running has got a signal.
       const Clock::time_point killed = std::min(deadline_, Clock::now() + GRACE);
-      co_await Await([&] { return !command_->HasEnded() || command_->IsGone(); }, killed);
+      co_await Await([&] { return command_->IsGone(); }, killed);
     }
   }
 
@@ -331,7 +326,6 @@ class Run {
 
   const Options& options_;
   Script& script_;
-  DescriptorLimit limit_;
   Loop loop_;
   Event changed_{loop_.context};  ///< of anything that Main waits for
   asio::signal_set signals_{loop_.context};
@@ -350,12 +344,14 @@ class Run {
   std::optional<Output> captureFile_;
   std::optional<Capture> capture_;
   std::optional<Recorder> recorder_;
-  int exitValue_ = EXIT_OK;
+  int exitValue_{};
 };
 
 }  // namespace
 
 int RunStandin(const Options& options) {
+  // What is started has the default again, which SIG_IGN would take from it.
+  std::signal(SIGPIPE, DoNothing);
   try {
     Script script = options.scriptPath.empty() ? Script() : ReadScript(options.scriptPath);
     if (!options.checkOnly) {

@@ -10,31 +10,16 @@
 
 namespace standin {
 
-/// Raises the limit of descriptors as far as it goes while it lives.
-class DescriptorLimit {
- public:
-  DescriptorLimit() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    Raise();
-  }
-  void Raise() const {
-    const rlimit raised{before_.rlim_max, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &raised);
-  }
-  /// For a process that is started meanwhile.
-  void Restore() const { setrlimit(RLIMIT_NOFILE, &before_); }
-
-  /// How many clients there can be of so many descriptors each.
-  [[nodiscard]] static std::size_t Clients(std::size_t descriptorsEach) {
-    constexpr rlim_t others = 32;
-    rlimit now{};
-    getrlimit(RLIMIT_NOFILE, &now);
-    return (std::max<rlim_t>(now.rlim_cur, others + descriptorsEach) - others) / descriptorsEach;
-  }
-
- private:
-  rlimit before_{};
-};
+/// Raises the limit of descriptors as far as it goes. Returns how many clients it allows that
+/// have so many descriptors each, at least one.
+inline std::size_t RaiseDescriptorLimit(std::size_t descriptorsEach) {
+  constexpr rlim_t others = 32;
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  return (std::max<rlim_t>(limit.rlim_cur, others + descriptorsEach) - others) / descriptorsEach;
+}
 
 }  // namespace standin
 

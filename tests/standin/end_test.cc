@@ -213,6 +213,37 @@ TEST(End, AReaderWhoReadsLateMissesWhatIsOver16MiB) {
   EXPECT_TRUE(Ended(run, "", "trel-standin: 1 lines could not be written: nobody reads them\n", 1));
 }
 
+/// Makes a FIFO that is never read, so that it takes what a pipe does.
+Descriptor MakeFifo(const std::string& path) {
+  EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+  return Descriptor(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+}
+
+TEST(End, ReportsHowManyLinesOfTheLogAreMissing) {
+  const TempFolder folder;
+  const Descriptor log = MakeFifo(folder / "log");
+  RunningStandin standin({"--log", folder / "log"});
+  Exchange1000Times(standin.Socket());
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 1);
+  std::string taken(1U << 20U, '\0');
+  const ssize_t size = read(log.Get(), taken.data(), taken.size());
+  ASSERT_GT(size, 0);
+  const auto lines = std::count(taken.begin(), taken.begin() + size, '\n');
+  EXPECT_EQ(result.err, "trel-standin: " + std::to_string(1000 - lines) +
+                            " lines could not be written: nobody reads them\n");
+}
+
+TEST(End, ReportsThatBytesOfTheCaptureAreMissing) {
+  const TempFolder folder;
+  const Descriptor capture = MakeFifo(folder / "capture");
+  RunningStandin standin({"--pcap", folder / "capture"});
+  Exchange(standin.Socket(), 99, std::string(100000, 'x'));
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 1);
+  EXPECT_EQ(result.err, "trel-standin: the capture is not complete\n");
+}
+
 /// A listener that accepts nobody, its queue full.
 class BusyDaemon {
  public:
@@ -342,6 +373,11 @@ TEST(End, ATimeoutEndsItAndItsCommandWith124) {
     EXPECT_THAT(run.err, testing::EndsWith("trel-standin: the time of --timeout is over\n"));
     EXPECT_FALSE(std::filesystem::exists(folder / "s"));
   }
+}
+
+TEST(End, ATimeoutMayBeAsShortAsAMillisecond) {
+  const TempFolder folder;
+  EXPECT_EQ(RunStandin({"--socket", folder / "s", "--timeout", "0.001"}).exitValue, 124);
 }
 
 TEST(End, OnceServesOneOfTwoThatHaveConnected) {

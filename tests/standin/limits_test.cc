@@ -58,12 +58,16 @@ TEST(Limits, AClientThatNoDescriptorIsLeftForIsServedOnceThereIsOne) {
 TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {
   const RunningStandin daemon;
   const std::vector<std::tuple<std::string, std::string, int>> cases = {
-      {"40", "", 8}, {"40", " --forward \"$2\"", 4}, {"20", "", 1}};
+      {"40", "", 8},
+      {"40", " --forward \"$2\"", 4},
+      {"20", "", 1},
+      {"48 && ulimit -Sn 40", "", 16}};
   for (const auto& [limit, forward, clients] : cases) {
     const std::string command = "ulimit -n " + limit +
                                 " && exec \"$0\" --socket \"$1\" --log \"$1.log\"" + forward +
                                 " --timeout 60 -- /usr/bin/python3 -c '\n"
-                                "import os, socket\n"
+                                "import os, resource, socket\n"
+                                "print(resource.getrlimit(resource.RLIMIT_NOFILE)[0])\n"
                                 "path = os.environ[\"TREL_STANDIN_SOCKET\"]\n"
                                 "clients = [socket.socket(socket.AF_UNIX) for _ in range(" +
                                 std::to_string(clients) +
@@ -77,6 +81,7 @@ TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {
         {.arguments = {"sh", "-c", command, StandinPath(), folder / "s", daemon.Socket()},
          .program = "/bin/sh"});
     EXPECT_EQ(run.exitValue, 0) << run.err;
+    EXPECT_EQ(run.out, limit.substr(limit.size() - 2) + "\n");
     EXPECT_THAT(ReadFile(folder / "s.log"),
                 testing::HasSubstr("\"limit-reached\",\"connections\":" + std::to_string(clients)));
   }

@@ -143,6 +143,7 @@ TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
   const std::string order = std::endian::native == std::endian::big ? "01" : "00";
   const TempFolder folder;
   const std::string path = folder / "pcap";
+  WriteFile(path, "what was there before");
   RunningStandin captured({"--pcap", path});
   const std::string request = EncodeFrame(13, "");
   EXPECT_TRUE(SameBytes(Zeros(8), captured.Exchange(request)));
@@ -168,10 +169,12 @@ TEST(Log, FollowsNoLink) {
   const TempFolder folder;
   std::ofstream(folder / "precious") << "kept";
   std::filesystem::create_symlink(folder / "precious", folder / "log");
-  const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "log"});
-  EXPECT_EQ(run.exitValue, 1);
-  EXPECT_EQ(run.err,
-            "trel-standin: log " + (folder / "log") + ": Too many levels of symbolic links\n");
+  for (const auto& [option, name] : {std::pair("--log", "log"), {"--pcap", "capture"}}) {
+    const ProcessResult run = RunStandin({"--socket", folder / "s", option, folder / "log"});
+    EXPECT_EQ(run.exitValue, 1);
+    EXPECT_EQ(run.err, std::string("trel-standin: ") + name + " " + (folder / "log") +
+                           ": Too many levels of symbolic links\n");
+  }
   EXPECT_EQ(ReadFile(folder / "precious"), "kept");
 }
 
@@ -195,6 +198,17 @@ TEST(Log, CaptureAndRecordAreForTheirOwnerOnlyAndNotForTheCommand) {
                   "sh", owned});
   umask(mask);
   EXPECT_EQ(run.out, "600\n600\n600\n0\n");
+}
+
+TEST(Log, AHangUpThatIsIgnoredStaysIgnored) {
+  const TempFolder folder;
+  // SIGHUP is bit 0.
+  const ProcessResult run =
+      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s", "--", "sh", "-c",
+                                "grep -q '^SigIgn:.*[13579bdf]$' /proc/$PPID/status"},
+                  .program = StandinPath(),
+                  .prepare = [] { (void)std::signal(SIGHUP, SIG_IGN); }});
+  EXPECT_TRUE(Ended(run, "", "", 0));
 }
 
 TEST(Log, TheCommandIgnoresNoSignalThatTheStandInIgnores) {

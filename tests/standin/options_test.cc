@@ -2,8 +2,11 @@
 
 #include "options.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 
@@ -174,6 +177,33 @@ TEST(Options, ALogThatCannotBeOpenedExitsWith1) {
   const ProcessResult run = RunStandin({"--socket", folder / "s", "--log", folder / "no/log"});
   EXPECT_EQ(run.exitValue, 1);
   EXPECT_EQ(run.err, "trel-standin: log " + (folder / "no/log") + ": No such file or directory\n");
+}
+
+TEST(Options, ALongReportIsPrintedWhole) {
+  const std::string path(10000, 'x');
+  EXPECT_TRUE(Ended(RunStandin({"--check", "--script", path}), "",
+                    "trel-standin: " + path + ": cannot be opened\n", 2));
+}
+
+TEST(Options, AReportThatNobodyTakesHoldsUpNothing) {
+  for (const bool hasReader : {true, false}) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    standin::Descriptor reader(ends[0]);
+    const standin::Descriptor writer(ends[1]);
+    if (hasReader) {
+      while (write(writer.Get(), "x", 1) == 1) {
+      }
+    } else {
+      reader.Close();
+    }
+    fcntl(writer.Get(), F_SETFL, 0);
+    const ProcessResult run =
+        RunProcess({.arguments = {"trel-standin", "--check", "--script", "none"},
+                    .program = StandinPath(),
+                    .prepare = [&] { dup2(writer.Get(), STDERR_FILENO); }});
+    EXPECT_EQ(run.exitValue, 2);
+  }
 }
 
 TEST(Options, StandardStreamsThatAreClosedAreNotReplacedByWhatIsOpenedNext) {

@@ -61,6 +61,15 @@ TEST(Server, OnceEndsAfterOneClientAndCountAfterSoMany) {
   EXPECT_EQ(three.Finish().Events("request").size(), 3U);
 }
 
+TEST(Server, TheCommandMayGoOnAfterTheLastClient) {
+  const TempFolder folder;
+  const ProcessResult run =
+      RunStandin({"--socket", folder / "s", "--once", "--", "sh", "-c",
+                  "\"$0\" -s \"$1\" stats; for _ in 1 2 3 4 5 6 7 8; do (:); done; exit 7",
+                  ClientPath(), folder / "s"});
+  EXPECT_EQ(run.exitValue, 7);
+}
+
 TEST(Server, RefusesAPathThatAnotherProcessListensOn) {
   const RunningStandin standin;
   const ProcessResult second = RunStandin({"--socket", standin.Socket()});
