@@ -112,12 +112,10 @@ class Run {
   void AwaitTimeout() {
     if (options_.timeout.count() > 0) {
       timeout_.expires_after(options_.timeout);
-      timeout_.async_wait([this](const std::error_code& error) {
-        if (!error) {
-          timedOut_ = !Interrupted();
-          Interrupt();
-          changed_.Notify();
-        }
+      timeout_.async_wait([this](const std::error_code& /*nobody cancels*/) {
+        timedOut_ = !Interrupted();
+        Interrupt();
+        changed_.Notify();
       });
     }
   }
