@@ -43,6 +43,8 @@ constexpr milliseconds HANDLER_GRACE{200};
 constexpr milliseconds RETRY{5};
 constexpr Clock::time_point NEVER = Clock::time_point::max();
 
+constexpr const char* NOT_READY = "ended before it was ready: nobody reads ";
+
 /// Writes to standard error; gives up on a reader who takes nothing for a while.
 void Report(const std::string& text) {
   const std::string whole = "trel-standin: " + text + (text.ends_with('\n') ? "" : "\n");
@@ -150,8 +152,9 @@ class Run {
       if (timedOut_) {
         exitValue_ = ReportTimeout();
       } else if (!log_) {
-        throw std::runtime_error("ended before it was ready: nobody reads the log " +
-                                 options_.logPath);
+        throw std::runtime_error(NOT_READY + ("the log " + options_.logPath));
+      } else if (!captureFile_ && !options_.capturePath.empty()) {
+        throw std::runtime_error(NOT_READY + ("the capture " + options_.capturePath));
       }
       co_return;
     }
@@ -342,7 +345,7 @@ class Run {
   std::optional<Output> captureFile_;
   std::optional<Capture> capture_;
   std::optional<Recorder> recorder_;
-  int exitValue_{};
+  int exitValue_ = EXIT_OK;
 };
 
 }  // namespace

@@ -115,22 +115,24 @@ TEST(End, AClientThatOnlySendsNoMoreIsStillRepliedTo) {
   EXPECT_TRUE(SameBytes(EncodeFrame(0, "late"), standin.Exchange(EncodeFrame(13, ""))));
 }
 
-TEST(End, ComesThoughNobodyReadsTheFifoThatIsItsLog) {
+TEST(End, ComesThoughNobodyReadsTheFifoThatIsItsLogOrCapture) {
   const TempFolder folder;
-  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
-  const ProcessResult run =
-      RunProcess({.arguments = {"trel-standin", "--socket", folder / "s", "--log", folder / "log"},
-                  .program = StandinPath(),
-                  .whileRunning = [&](pid_t process) {
-                    while (!std::filesystem::exists(folder / "s")) {
-                    }
-                    kill(process, SIGTERM);
-                  }});
-  EXPECT_EQ(run.exitValue, 1);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "trel-standin: ended before it was ready: nobody reads the log " +
-                         (folder / "log") + "\n");
-  EXPECT_FALSE(std::filesystem::exists(folder / "s"));
+  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+  for (const auto& [option, name] : {std::pair("--log", "log "), {"--pcap", "capture "}}) {
+    const ProcessResult run = RunProcess(
+        {.arguments = {"trel-standin", "--socket", folder / "s", option, folder / "fifo"},
+         .program = StandinPath(),
+         .whileRunning = [&](pid_t process) {
+           while (!std::filesystem::exists(folder / "s")) {
+           }
+           kill(process, SIGTERM);
+         }});
+    EXPECT_TRUE(Ended(run, "",
+                      std::string("trel-standin: ended before it was ready: nobody reads the ") +
+                          name + (folder / "fifo") + "\n",
+                      1));
+    EXPECT_FALSE(std::filesystem::exists(folder / "s"));
+  }
 }
 
 /// Runs the stand-in and its standard output's reader, who may read nothing for a while.
