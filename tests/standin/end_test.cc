@@ -75,7 +75,7 @@ TEST(End, ThePausesOfAStreamAreCutShort) {
   EXPECT_EQ(standin::ReadExactly(client.Get(), 100), "one two");
 }
 
-TEST(End, PausesAreOverBeforeTheTimeForRepliesIs) {
+TEST(End, PausesAndRequestsAreOverBeforeTheTimeForRepliesIs) {
   // Whoever takes nothing is given that time. The others' bytes too many are logged after the
   // pause.
   const Json large = {{"command", "stats"}, {"reply", {{"text", std::string(1000000, 'x')}}}};
@@ -89,10 +89,13 @@ TEST(End, PausesAreOverBeforeTheTimeForRepliesIs) {
     standin::WriteAll(clients.back().Get(), request);
     EXPECT_EQ(standin.NextLine().at("event"), "request");
   }
+  // Nor is there time for the rest of a request.
+  clients.push_back(ConnectTo(standin.Socket()));
+  standin::WriteAll(clients.back().Get(), "xx");
   const StandinResult result = standin.Stop();
-  ASSERT_EQ(result.log.size(), 6U);
-  for (std::size_t line = 0; line < 6; ++line) {
-    EXPECT_EQ(result.log[line].at("event"), line < 3 ? "trailing-bytes" : "reply-not-taken");
+  ASSERT_EQ(result.log.size(), 7U);
+  for (std::size_t line = 0; line < 7; ++line) {
+    EXPECT_EQ(result.log[line].at("event") == "reply-not-taken", line > 3);
   }
 }
 
@@ -375,10 +378,6 @@ TEST(End, ATimeoutEndsItAndItsCommandWith124) {
     EXPECT_THAT(run.err, testing::EndsWith("trel-standin: the time of --timeout is over\n"));
     EXPECT_FALSE(std::filesystem::exists(folder / "s"));
   }
-}
-
-TEST(End, ATimeoutMayBeAsShortAsAMillisecond) {
-  const TempFolder folder;
   EXPECT_EQ(RunStandin({"--socket", folder / "s", "--timeout", "0.001"}).exitValue, 124);
 }
 
