@@ -247,6 +247,10 @@ class Run {
       limits.maxConnections = most;
     }
     Proxy proxy(loop_, *log_, Address(recorder_), options_.forwardPath, limits);
+    if (forwards) {
+      // How long a client may be silent is the daemon's business.
+      limits.idleTime = {};
+    }
     const Daemon daemon{.log = *log_,
                         .script = script_,
                         .handler = Address(handler_),

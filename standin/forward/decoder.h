@@ -34,10 +34,6 @@ class ConversationDecoder {
   [[nodiscard]] bool IsStream() const { return mode_ == contract::ReplyMode::STREAM; }
   /// Whether a whole frame has come from the daemon.
   [[nodiscard]] bool HasFrame() const { return daemon_.decoded; }
-  /// Whether more of a frame is to come from the daemon.
-  [[nodiscard]] bool AwaitsFrame() const {
-    return !IsStream() && !daemon_.decoded && !daemon_.givenUp;
-  }
   /// Whether the client waits for a reply that has not come whole.
   [[nodiscard]] bool AwaitsReply() const {
     return client_.decoded && !daemon_.decoded && mode_ != contract::ReplyMode::NONE;

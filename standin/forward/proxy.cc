@@ -29,7 +29,6 @@ struct Conversation {
   Event ended;               ///< of a direction
   bool clientEnded = false;  ///< it has hung up or sends no more
   bool hungUp = false;       ///< the daemon has, before the client
-  int open = 2;              ///< directions
 };
 
 /// Passes bytes on until one side takes or sends no more. `held`: received before.
@@ -56,7 +55,6 @@ Task<> Pump(Conversation& conversation, bool toDaemon, std::string held) {
       held.clear();
     }
   }
-  --conversation.open;
   if (toDaemon) {
     conversation.clientEnded = received != IoResult::DONE;
   } else {
@@ -71,16 +69,12 @@ Task<> Pump(Conversation& conversation, bool toDaemon, std::string held) {
     co_return;
   }
   shutdown(to.Fd(), SHUT_WR);
-  if (conversation.open > 0) {
-    // What has been received is delivered; who has gone waits for nothing.
-    std::string().swap(held);
-    const bool gone = co_await from.AwaitGone();
-    if (!gone) {
-      co_return;
-    }
+  // What has been received is delivered; who has gone waits for nothing.
+  std::string().swap(held);
+  const bool gone = co_await from.AwaitGone();
+  if (gone) {
+    to.Abandon();
   }
-  from.Abandon();
-  to.Abandon();
 }
 
 /// The daemon's reply with its changes. What is no whole frame stays as it is, but for its
@@ -110,7 +104,7 @@ Task<std::shared_ptr<Connection>> Proxy::Connect(Connection& client,
   std::shared_ptr<Connection> daemon;
   std::string why;
   bool logged = false;
-  while (!daemon && why.empty()) {
+  for (;;) {
     if (place == waiting_.begin()) {
       try {
         Descriptor socket = TryConnect(daemonPath_, SOCK_STREAM | SOCK_NONBLOCK);
@@ -161,16 +155,14 @@ Task<SharedReply> Proxy::Ask(Connection& client, const Request& request, const R
   daemon->SetPatient(true);
   IoResult result = co_await daemon->Send(question);
   std::string bytes;
-  const std::size_t most = decoder.AwaitsFrame() ? HEADER_SIZE + limits_.maxPayload
-                                                 : changes.cutPayload.value_or(limits_.maxPayload);
-  bool awaited = true;
-  while (result == IoResult::DONE && awaited && bytes.size() < most) {
+  const std::size_t most = decoder.IsStream() ? changes.cutPayload.value_or(limits_.maxPayload)
+                                              : HEADER_SIZE + limits_.maxPayload;
+  while (result == IoResult::DONE && !decoder.HasFrame() && bytes.size() != most) {
     std::string_view piece;
     result = co_await daemon->Receive(most - bytes.size(), piece);
     if (result == IoResult::DONE) {
       bytes += piece;
       decoder.FromDaemon(piece);
-      awaited = decoder.IsStream() || decoder.AwaitsFrame();
     }
   }
   decoder.End(result == IoResult::HUNG_UP);
@@ -178,9 +170,7 @@ Task<SharedReply> Proxy::Ask(Connection& client, const Request& request, const R
 }
 
 Task<> Proxy::Serve(std::shared_ptr<Connection> client, std::string first, Object more) {
-  client->AllowSilence();
-  const std::shared_ptr<Connection> daemon =
-      co_await Connect(*client, std::chrono::milliseconds(0));
+  const std::shared_ptr<Connection> daemon = co_await Connect(*client, {});
   if (!daemon) {
     co_return;
   }

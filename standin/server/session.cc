@@ -25,9 +25,6 @@ class Session {
       co_await CloseEarly("connect", atConnect, {});
       co_return;
     }
-    if (daemon_.proxy != nullptr) {
-      client_.AllowSilence();
-    }
     std::string bytes;
     IoResult result = co_await client_.Read(bytes, HEADER_SIZE);
     if (result != IoResult::DONE) {

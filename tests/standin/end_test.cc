@@ -290,6 +290,7 @@ TEST(End, ADaemonThatAcceptsAfterAllIsConnectedToInTheOrderOfTheClients) {
     const Descriptor connection = daemon.Listener().Accept();
     EXPECT_TRUE(SameBytes(EncodeFrame(client, ""), standin::ReadFrame(connection.Get())));
   }
+  EXPECT_TRUE(standin.Stop().Events("daemon-busy").empty());
 }
 
 TEST(End, APathWhoseListenerAcceptsNobodyIsTaken) {
@@ -298,29 +299,6 @@ TEST(End, APathWhoseListenerAcceptsNobodyIsTaken) {
   const ProcessResult run = RunStandin({"--socket", folder / "d"});
   EXPECT_EQ(run.exitValue, 1);
   EXPECT_EQ(run.err, "trel-standin: another process listens on " + (folder / "d") + "\n");
-}
-
-TEST(End, AReplyThatADaemonOwesIsForwarded) {
-  const TempFolder folder;
-  pid_t process = 0;
-  Descriptor idle;
-  ScriptedDaemon daemon(folder / "d", {ReadRequest{}, Call{[&](int) {
-                                         kill(process, SIGTERM);
-                                         // The signal has been seen once this one is hung up on.
-                                         EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
-                                       }},
-                                       SendBytes{EncodeFrame(0, "in flight")}});
-  RunningStandin standin({"--forward", folder / "d"});
-  process = standin.Process();
-  const std::string request = EncodeFrame(35, "");
-  const Descriptor client = ConnectTo(standin.Socket());
-  standin::WriteAll(client.Get(), request.substr(0, 4));
-  idle = ConnectTo(standin.Socket());
-  standin::WriteAll(idle.Get(), EncodeFrame(30, ""));
-  EXPECT_EQ(standin.NextLine().at("connection"), 2);
-  standin::WriteAll(client.Get(), request.substr(4));
-  EXPECT_TRUE(SameBytes(EncodeFrame(0, "in flight"), standin::ReadFrame(client.Get())));
-  EXPECT_EQ(standin.Finish().Events("reply").size(), 1U);
 }
 
 TEST(End, TheCommandIsEndedWithIt) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -10,6 +11,7 @@
 #include "core/frame.h"
 #include "core/unix_socket.h"
 #include "tests/support/bytes.h"
+#include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 
 namespace tests {
@@ -67,6 +69,10 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
       {STATS, {{"delay", 1}}, stream, R"({"type":"forward","delay":1})"},
       {STATS, {{"cutPayload", 4}}, "TREL", R"({"type":"forward","cutPayload":4})"},
       {STATS, {{"text", "other"}}, "other", R"({"type":"forward","length":5})"},
+      {STATS,
+       {{"text", "other"}, {"cutPayload", 2}},
+       "ot",
+       R"({"type":"forward","length":5,"cutPayload":2})"},
   };
   for (const Case& test : cases) {
     Json reply = test.changes;
@@ -107,10 +113,40 @@ TEST(ForwardScript, WhatIsNoWholeFrameIsNotMadeOne) {
 }
 
 TEST(ForwardScript, NoMoreThanTheLimitOfAReplyIsKept) {
-  const RunningStandin daemon(Rule("stats", {{"text", std::string(300000, 'x')}}), {});
-  const RunningStandin standin(Rule("stats", {{"forward", true}}),
+  const Json reply = {{"text", std::string(300000, 'x')}};
+  const RunningStandin daemon(Json{{"rules", {{{"reply", reply}}}}}, {});
+  const RunningStandin standin(Json{{"rules", {{{"reply", {{"forward", true}}}}}}},
                                {"--forward", daemon.Socket(), "--max-payload", "100000"});
   EXPECT_EQ(Ask(standin, EncodeFrame(STATS, "")).size(), 100000U);
+  EXPECT_EQ(Ask(standin, EncodeFrame(OWNER_REBALANCE, "")).size(), 100008U);
+}
+
+TEST(ForwardScript, AFrameIsWaitedForToItsEndOnly) {
+  const TempFolder folder;
+  const std::string reply = EncodeFrame(0, "own");
+  const ScriptedDaemon daemon(folder / "d", {ReadRequest{}, SendBytes{reply}, AwaitHangUp{}});
+  const RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}}),
+                               {"--forward", folder / "d"});
+  EXPECT_TRUE(SameBytes(reply, Ask(standin, EncodeFrame(OWNER_REBALANCE, ""))));
+}
+
+TEST(ForwardScript, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
+  const TempFolder folder;
+  const std::string reply = EncodeFrame(0, "in flight");
+  pid_t process = 0;
+  standin::Descriptor idle;
+  const ScriptedDaemon daemon(folder / "d", {ReadRequest{}, Call{[&](int) {
+                                               kill(process, SIGTERM);
+                                               // The signal has been seen once this one is hung up
+                                               // on.
+                                               EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
+                                             }},
+                                             SendBytes{reply}});
+  const RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}}),
+                               {"--forward", folder / "d"});
+  process = standin.Process();
+  idle = standin::ConnectTo(standin.Socket());
+  EXPECT_TRUE(SameBytes(reply, Ask(standin, EncodeFrame(OWNER_REBALANCE, ""))));
 }
 
 TEST(ForwardScript, EntriesReplyOrCountAndAllElsePasses) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <csignal>
 #include <future>
 
 #include "core/frame.h"
@@ -194,6 +195,34 @@ TEST(Forward, AClientThatGoesAfterItsHalfCloseTakesTheDaemonsSideAlong) {
   }
   EXPECT_EQ(standin.NextLine().at("event"), "end");
   ended.set_value();
+}
+
+TEST(Forward, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
+  const std::pair<std::uint32_t, std::string> cases[] = {{1, "a stream"}, {35, EncodeFrame(0, "")}};
+  for (const auto& [code, reply] : cases) {
+    const TempFolder folder;
+    pid_t process = 0;
+    standin::Descriptor idle;
+    ScriptedDaemon daemon(folder / "d", {ReadRequest{}, Call{[&](int fd) {
+                                           kill(process, SIGTERM);
+                                           // The signal has been seen once this one is hung up on.
+                                           EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
+                                           char byte = 0;
+                                           EXPECT_EQ(recv(fd, &byte, 1, MSG_DONTWAIT), -1);
+                                         }},
+                                         SendBytes{reply}});
+    RunningStandin standin({"--forward", folder / "d"});
+    process = standin.Process();
+    const std::string request = EncodeFrame(code, "");
+    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    standin::WriteAll(client.Get(), request.substr(0, 4));
+    idle = standin::ConnectTo(standin.Socket());
+    standin::WriteAll(idle.Get(), EncodeFrame(30, ""));
+    EXPECT_EQ(standin.NextLine().at("connection"), 2);
+    standin::WriteAll(client.Get(), request.substr(4));
+    EXPECT_TRUE(SameBytes(reply, standin::ReadExactly(client.Get(), reply.size())));
+    EXPECT_EQ(standin.Finish().Events("reply").size(), 1U);
+  }
 }
 
 TEST(Forward, AHangUpOfTheDaemonReachesTheClient) {

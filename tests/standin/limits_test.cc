@@ -113,6 +113,20 @@ TEST(Limits, HangsUpOnAClientThatIsSilentForTooLongSlow) {
   EXPECT_EQ(errno, EAGAIN);
 }
 
+TEST(Limits, AClientThatIsForwardedMayBeSilentSlow) {
+  const RunningStandin daemon(
+      Json{{"rules", {{{"command", "stats"}, {"reply", {{"silent", true}}}}}}}, {});
+  const Json script = {{"rules", {{{"command", "stats"}, {"reply", {{"forward", true}}}}}}};
+  const RunningStandin standin(script, {"--forward", daemon.Socket(), "--idle-timeout", "1"});
+  const Descriptor silent = ConnectTo(standin.Socket());
+  const std::string request = EncodeFrame(13, "");
+  standin::WriteAll(silent.Get(), request.substr(0, 2));
+  // The daemon may not, and its time ends after that of the client would have.
+  EXPECT_EQ(standin.Exchange(EncodeFrame(1, "")), "");
+  standin::WriteAll(silent.Get(), request.substr(2));
+  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(silent.Get())));
+}
+
 TEST(Limits, APayloadOverTheLimitIsRefusedWithoutBeingStored) {
   RunningStandin standin({"--max-payload", "1000"});
   const ProcessResult run = standin.Client({"block-cdb-cb", "add", "node"});
