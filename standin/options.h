@@ -15,27 +15,27 @@
 namespace standin {
 
 struct Limits {
-  std::size_t maxConnections = 0;             ///< at once; 0: as many as descriptors allow
-  std::optional<std::uint64_t> count;         ///< connections to serve before the end
-  std::uint64_t maxPayload = 16U << 20U;      ///< bytes
-  std::chrono::milliseconds idleTime{60000};  ///< of silence within a request; 0: no limit
+  std::size_t maxConnections = 0;         ///< at once; 0: as many as descriptors allow
+  std::optional<std::uint64_t> count;     ///< connections to serve before the end
+  std::uint64_t maxPayload = 16U << 20U;  ///< bytes
+  std::chrono::milliseconds idleTime{};   ///< of silence within a request; 0: no limit
 };
 
 struct Options {
   std::string socketPath;
-  mode_t mode = 0600;
+  mode_t mode{};
   std::string scriptPath;  ///< empty: none
   bool checkOnly = false;
   std::string forwardPath;  ///< empty: reply, do not forward
   std::string handler;      ///< for sh(1); empty: none
-  std::chrono::seconds handlerPatience{10};
+  std::chrono::seconds handlerPatience{};
   std::string logPath;      ///< empty: standard output
   std::string recordPath;   ///< empty: none
   std::string capturePath;  ///< empty: none
   bool hex = false;
   Limits limits;
-  std::chrono::milliseconds timeout{0};  ///< of the whole run; 0: none
-  std::vector<std::string> command;      ///< after "--"
+  std::chrono::milliseconds timeout{};  ///< of the whole run; 0: none
+  std::vector<std::string> command;     ///< after "--"
 };
 
 /// How the program ends, unless with the exit value of its command; --help and the manual
