@@ -156,7 +156,7 @@ Task<IoResult> Connection::Send(std::string_view bytes) {
       co_await Turn();
     }
     const ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent >= 0) {
+    if (sent != -1) {
       if (capture_ != nullptr) {
         capture_->Write(number_, Capture::Direction::TO_CLIENT,
                         bytes.substr(0, static_cast<std::size_t>(sent)));

@@ -114,11 +114,13 @@ TEST(Handler, AFailureIsReportedAndItsClientRefused) {
   struct Case {
     std::string handler;
     std::string why;
+    std::string payload = {};
   };
   const std::vector<Case> cases = {
       {"exit 7", "it ended before it replied"},
       {"read -r line; exit 0", "it ended before it replied"},
-      {"exec sleep 1000", "it did not reply within 1 seconds"},
+      // It does not even take the request.
+      {"exec sleep 1000", "it did not reply within 1 seconds", std::string(1000000, 'x')},
       {"while read -r line; do printf '{}\\n{}\\n'; done",
        "it printed more than one line for a request"},
       {"read -r line; cat /dev/zero", "it printed a line of more than 16 MiB"},
@@ -134,7 +136,7 @@ TEST(Handler, AFailureIsReportedAndItsClientRefused) {
   for (const Case& test : cases) {
     RunningStandin standin({"--handler-timeout", "1", "--handler", test.handler});
     EXPECT_TRUE(SameBytes(EncodeFrame(0x0bad0001, "the handler failed"),
-                          standin.Exchange(EncodeFrame(35, ""))));
+                          standin.Exchange(EncodeFrame(7, test.payload))));
     const StandinResult result = standin.Stop();
     EXPECT_EQ(result.exitValue, 4) << test.handler;
     EXPECT_EQ(result.err, "trel-standin: the handler failed: " + test.why + "\n");

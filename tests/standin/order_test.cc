@@ -68,10 +68,11 @@ TEST(Order, RequestsAreTakenInTheOrderOfTheirConnections) {
 TEST(Order, ASlowRequestIsTakenOnceItHasArrived) {
   RunningStandin standin;
   const Descriptor slow = ConnectTo(standin.Socket());
-  const std::string request = EncodeFrame(13, "");
+  const std::string request = EncodeFrame(13, "four");
   standin::WriteAll(slow.Get(), request.substr(0, 3));
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
   standin::WriteAll(slow.Get(), request.substr(3));
+  shutdown(slow.Get(), SHUT_WR);
   EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(slow.Get())));
   const std::vector<Json> requests = standin.Stop().Events("request");
   ASSERT_EQ(requests.size(), 2U);

@@ -233,6 +233,15 @@ TEST(Server, AClientThatVanishesIsToldInTheLog) {
   EXPECT_EQ(half.at("length"), 36);
 }
 
+TEST(Server, AClientThatIsSentNothingMayVanish) {
+  RunningStandin standin;
+  kill(standin.Process(), SIGSTOP);
+  standin::WriteAll(ConnectTo(standin.Socket()).Get(), EncodeFrame(30, ""));
+  kill(standin.Process(), SIGCONT);
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(standin.Stop().log.size(), 2U);
+}
+
 TEST(Server, BytesBehindARequestAreToldInTheLog) {
   RunningStandin standin;
   (void)standin.Exchange(EncodeFrame(13, "") + "more");
