@@ -98,8 +98,15 @@ TEST(Handler, ClientsSideBySideGetTheirOwnReplies) {
 }
 
 TEST(Handler, EveryTypeOfReplyIsPossible) {
+  const TempFolder folder;
+  WriteFile(folder / "file", "abc");
+  std::string fromHere;
+  for (int up = 0; up < 40; ++up) {
+    fromHere += "../";
+  }
   const std::vector<std::pair<std::string, std::string>> cases = {
       {R"({"status": 5, "hex": "41"})", EncodeFrame(5, "A")},
+      {R"({"file": ")" + fromHere + (folder / "file") + "\"}", EncodeFrame(0, "abc")},
       {R"({"stream": [{"text": "a"}, {"text": "b"}]})", "ab"},
       {R"({"text": "abc", "cutPayload": 1})", EncodeFrame(0, "abc").substr(0, 9)},
       {R"({"close": "after-request"})", ""},
@@ -127,6 +134,8 @@ TEST(Handler, AFailureIsReportedAndItsClientRefused) {
       {Replying(R"({"txt": "a"})"),
        "its reply: unknown member \"txt\", known are: delay, status, text, file, hex, length, "
        "cutHeader, cutPayload, bytewise, forward"},
+      {Replying(R"({"close": "before-reading"})"),
+       "its reply/close: the request has been read by now"},
       {Replying(R"({"close": "after-header"})"),
        "its reply/close: the request has been read by now"},
       {"while read -r line; do echo nonsense; done",
@@ -141,6 +150,18 @@ TEST(Handler, AFailureIsReportedAndItsClientRefused) {
     EXPECT_EQ(result.exitValue, 4) << test.handler;
     EXPECT_EQ(result.err, "trel-standin: the handler failed: " + test.why + "\n");
     EXPECT_EQ(result.Events("handler-failed").at(0).at("why"), test.why);
+  }
+}
+
+TEST(Handler, MayReplyWithALineOf16MiB) {
+  constexpr std::size_t MOST = (16U << 20U) - 11;
+  for (const bool fits : {true, false}) {
+    const std::string size = std::to_string(fits ? MOST : MOST + 1);
+    RunningStandin standin({"--handler", "read -r line; printf '{\"text\":\"'; head -c " + size +
+                                             " /dev/zero | tr '\\0' x; echo '\"}'; read -r line"});
+    EXPECT_EQ(standin.Exchange(EncodeFrame(35, "")),
+              fits ? EncodeFrame(0, std::string(MOST, 'x'))
+                   : EncodeFrame(0x0bad0001, "the handler failed"));
   }
 }
 
