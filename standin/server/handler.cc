@@ -32,8 +32,7 @@ SharedReply ReadLine(const std::string& line) {
 
 }  // namespace
 
-Handler::Handler(Loop& loop, Log& log, const std::string& command,
-                 std::chrono::milliseconds patience)
+Handler::Handler(Loop& loop, Log& log, const std::string& command, std::chrono::seconds patience)
     : loop_(loop), log_(log), patience_(patience), limit_(loop.context.get_executor()) {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
@@ -52,8 +51,8 @@ void Handler::Check(IoResult result) const {
     case IoResult::DONE:
       return;
     case IoResult::IDLE:
-      throw std::runtime_error("it did not reply within " +
-                               std::to_string(patience_.count() / 1000) + " seconds");
+      throw std::runtime_error("it did not reply within " + std::to_string(patience_.count()) +
+                               " seconds");
     case IoResult::STOPPED:
     case IoResult::HUNG_UP:
       throw std::runtime_error("it ended before it replied");

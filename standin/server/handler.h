@@ -21,7 +21,7 @@ class Handler {
  public:
   /// Starts `command` by sh(1). It has `patience` for each reply. Must outlive all that the
   /// loop runs. Throws std::system_error.
-  Handler(Loop& loop, Log& log, const std::string& command, std::chrono::milliseconds patience);
+  Handler(Loop& loop, Log& log, const std::string& command, std::chrono::seconds patience);
 
   /// The handler's reply to a request, after those to all earlier ones. It reads what a log
   /// line shows of the request, and the members of `more`. A handler that ends,
@@ -46,7 +46,7 @@ class Handler {
 
   Loop& loop_;
   Log& log_;
-  std::chrono::milliseconds patience_;
+  std::chrono::seconds patience_;
   std::unique_ptr<Command> process_;
   std::shared_ptr<Connection> pipe_;  ///< its standard input and output
   Timer limit_;                       ///< of an exchange

@@ -172,6 +172,21 @@ TEST(Handler, IsAskedAgainAfterAReplyThatIsNone) {
   EXPECT_EQ(standin.Stop().exitValue, 4);
 }
 
+TEST(Handler, ALineBetweenTwoRequestsIsOneTooMany) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "go").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((folder / "gone").c_str(), 0600), 0);
+  RunningStandin standin({"--handler", "read -r line; echo {}; read -r line <" + (folder / "go") +
+                                           "; echo {}; echo >" + (folder / "gone") + "; " +
+                                           Replying("{}")});
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
+  WriteFile(folder / "go", "\n");
+  EXPECT_EQ(ReadFile(folder / "gone"), "\n");
+  EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 1);
+  EXPECT_EQ(standin.Stop().Events("handler-failed").at(0).at("why"),
+            "it printed more than one line for a request");
+}
+
 TEST(Handler, IsAskedNoMoreOnceItsRepliesCannotBeTold) {
   const TempFolder folder;
   ASSERT_EQ(mkfifo((folder / "alive").c_str(), 0600), 0);
