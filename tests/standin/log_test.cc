@@ -1,7 +1,10 @@
 // The log: what it shows of a request, its file, and what it leaves to others.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <bit>
@@ -198,6 +201,32 @@ TEST(Log, CaptureAndRecordAreForTheirOwnerOnlyAndNotForTheCommand) {
                   "sh", owned});
   umask(mask);
   EXPECT_EQ(run.out, "600\n600\n600\n0\n");
+}
+
+/// As proc(5) has it: 'S' while it waits, 'Z' once it has ended.
+char StateOf(pid_t process) {
+  const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
+  return stat.at(stat.rfind(')') + 2);
+}
+
+TEST(Log, ASlowReaderDoesNotHoldUpTheEndForLong) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
+  const standin::Descriptor log(open((folder / "log").c_str(), O_RDWR | O_CLOEXEC));
+  RunningStandin standin({"--hex", "--log", folder / "log"});
+  (void)standin.Exchange(EncodeFrame(99, std::string(4000000, 'x')));
+  kill(standin.Process(), SIGTERM);
+  // One page for each try to write more of them.
+  std::string page(4096, '\0');
+  for (char state = 0; state != 'Z'; state = StateOf(standin.Process())) {
+    int unread = 0;
+    ASSERT_EQ(ioctl(log.Get(), FIONREAD, &unread), 0);
+    if (state == 'S' && unread == fcntl(log.Get(), F_GETPIPE_SZ)) {
+      ASSERT_EQ(read(log.Get(), page.data(), page.size()), 4096);
+    }
+  }
+  EXPECT_EQ(standin.Finish().err,
+            "trel-standin: 1 lines could not be written: nobody reads them\n");
 }
 
 TEST(Log, AHangUpThatIsIgnoredStaysIgnored) {
