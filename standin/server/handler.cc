@@ -64,8 +64,8 @@ Task<std::string> Handler::Exchange(std::string line) {
     throw std::runtime_error("it printed more than one line for a request");
   }
   limit_.expires_after(patience_);
-  limit_.async_wait([this, exchange = ++exchanges_](const std::error_code& error) {
-    if (!error && exchange == exchanges_) {
+  limit_.async_wait([this, exchange = ++exchanges_](const std::error_code& /*cancelled*/) {
+    if (exchange == exchanges_) {
       pipe_->BecomeIdle();
     }
   });
