@@ -64,7 +64,7 @@ Task<std::string> Handler::Exchange(std::string line) {
     throw std::runtime_error("it printed more than one line for a request");
   }
   limit_.expires_after(patience_);
-  limit_.async_wait([this, exchange = ++exchanges_](const std::error_code& /*cancelled*/) {
+  limit_.async_wait([this, exchange = ++exchanges_](const std::error_code& /*any*/) {
     if (exchange == exchanges_) {
       pipe_->BecomeIdle();
     }
@@ -85,7 +85,6 @@ Task<std::string> Handler::Exchange(std::string line) {
     throw std::runtime_error("it printed more than one line for a request");
   }
   ++exchanges_;
-  limit_.cancel();
   co_return line;
 }
 
