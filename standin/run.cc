@@ -49,7 +49,7 @@ constexpr const char* NOT_READY = "ended before it was ready: nobody reads ";
 void Report(const std::string& text) {
   const std::string whole = "trel-standin: " + text + (text.ends_with('\n') ? "" : "\n");
   std::string_view left = whole;
-  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = {}};
+  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
   while (!left.empty() && poll(&wait, 1, static_cast<int>(LOG_GRACE.count())) > 0) {
     const ssize_t count =
         write(STDERR_FILENO, left.data(), std::min<std::size_t>(left.size(), PIPE_BUF));

@@ -28,7 +28,7 @@ struct Conversation {
   ConversationDecoder decoder;
   Event ended;               ///< of a direction
   bool clientEnded = false;  ///< it has hung up or sends no more
-  bool hungUp{};             ///< the daemon has, before the client
+  bool hungUp = false;       ///< the daemon has, before the client
 };
 
 /// Passes bytes on until one side takes or sends no more. `held`: received before.
