@@ -70,9 +70,9 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
       {STATS, {{"cutPayload", 4}}, "TREL", R"({"type":"forward","cutPayload":4})"},
       {STATS, {{"text", "other"}}, "other", R"({"type":"forward","length":5})"},
       {STATS,
-       {{"text", "other"}, {"cutPayload", 2}},
-       "ot",
-       R"({"type":"forward","length":5,"cutPayload":2})"},
+       {{"text", "other"}, {"cutPayload", 1}},
+       "o",
+       R"({"type":"forward","length":5,"cutPayload":1})"},
   };
   for (const Case& test : cases) {
     Json reply = test.changes;
