@@ -134,6 +134,7 @@ class Engines(ClusterTest):
 
     def test_exit_values(self):
         """The rows of the cookbook's table that no recipe shows."""
+        # One connection carries no more than ten sessions at once: sshd_config(5), MaxSessions.
         self.start(["node-silent"])
         run = self.cluster.run("""
             ssh -n node-silent true
@@ -145,9 +146,9 @@ class Engines(ClusterTest):
             ask refused 'timeout 60 trel-tool enable-workitem' &
             ask ended 'timeout 2 trel-tool stats' &
             ask killed 'timeout -s KILL 2 trel-tool stats; exit $?' &
-            ask failed 'timeout x trel-tool stats' &
-            ask passive 'timeout 60 /etc/passwd' &
-            ask missing 'timeout 60 trel-tools stats' &
+            ask failed 'timeout x trel-tool stats'
+            ask passive 'timeout 60 /etc/passwd'
+            ask missing 'timeout 60 trel-tools stats'
             ask aborted "$abort; exit \\$?" &
             ask signal "timeout 60 $abort" &
             wait
