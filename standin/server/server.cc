@@ -35,9 +35,11 @@ Server::Server(Loop& loop, const UnixListener& listener, Handler handler, Log& l
 }
 
 Task<> Server::Run() {
-  while (AcceptWaiting() && !CountReached()) {
-    if (full_ || running_ >= limits_.maxConnections) {
-      co_await roomMade_.WaitFor(full_ ? ACCEPT_RETRY : std::chrono::hours(24));
+  for (Next next = AcceptWaiting(); next != Next::END; next = AcceptWaiting()) {
+    if (next == Next::AWAIT_ROOM) {
+      co_await roomMade_.Wait();
+    } else if (next == Next::RETRY_LATER) {
+      co_await roomMade_.WaitFor(ACCEPT_RETRY);
     } else {
       std::error_code ignored;
       co_await watched_.async_wait(AsyncDescriptor::wait_read,
@@ -48,26 +50,29 @@ Task<> Server::Run() {
   changed_.Notify();
 }
 
-bool Server::AcceptWaiting() {
-  full_ = false;
-  for (int inARow = 0; inARow < MOST_ACCEPTED_IN_A_ROW; ++inARow) {
-    if (CountReached() || running_ >= limits_.maxConnections) {
-      break;
+Server::Next Server::AcceptWaiting() {
+  for (int inARow = 0;; ++inARow) {
+    if (limits_.count && accepted_ >= *limits_.count) {
+      return Next::END;
+    }
+    if (running_ >= limits_.maxConnections) {
+      return Next::AWAIT_ROOM;
+    }
+    if (inARow == MOST_ACCEPTED_IN_A_ROW) {
+      return Next::AWAIT_CLIENT;
     }
     Descriptor client(accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (client.IsOpen()) {
       Start(std::move(client));
     } else if (errno == EAGAIN || errno == EINVAL) {
       // Once the listener is shut down, nobody can join an empty queue.
-      return loop_.GetState() == Loop::State::RUNNING;
+      return loop_.GetState() == Loop::State::RUNNING ? Next::AWAIT_CLIENT : Next::END;
     } else {
       // Out of descriptors or memory: the end of a connection gives some back.
       log_.Write(0, "accept-failed", {{"why", std::generic_category().message(errno)}});
-      full_ = true;
-      break;
+      return Next::RETRY_LATER;
     }
   }
-  return true;
 }
 
 void Server::Start(Descriptor client) {

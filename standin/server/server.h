@@ -35,9 +35,10 @@ class Server {
   [[nodiscard]] bool HasEnded() const { return !accepting_ && running_ == 0; }
 
  private:
-  [[nodiscard]] bool CountReached() const { return limits_.count && accepted_ >= *limits_.count; }
-  /// Accepts those that wait. False once nobody can come any more.
-  [[nodiscard]] bool AcceptWaiting();
+  enum class Next { AWAIT_CLIENT, AWAIT_ROOM, RETRY_LATER, END };
+
+  /// Accepts those that wait, and says what Run does next. END: nobody can come any more.
+  [[nodiscard]] Next AcceptWaiting();
   void Start(Descriptor client);
   [[nodiscard]] Task<> Serve(std::shared_ptr<Connection> client);
 
@@ -53,7 +54,6 @@ class Server {
   std::uint64_t accepted_ = 0;
   std::size_t running_ = 0;
   bool accepting_ = true;
-  bool full_ = false;  ///< the system has nothing left for another connection
 };
 
 }  // namespace standin
