@@ -12,6 +12,7 @@
 
 #include "core/frame.h"
 #include "core/unix_socket.h"
+#include "tests/support/stream.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr std::uint32_t STATS = 1;
 constexpr std::size_t PIECE_SIZE = 262144;
 
 void Serve(int connection, std::uint32_t bytes, const std::string& piece) {
-  const std::string request = standin::ReadFrame(connection);
+  const std::string request = tests::ReadFrame(connection);
   if (request.size() < standin::HEADER_SIZE) {
     return;
   }
@@ -33,10 +34,10 @@ void Serve(int connection, std::uint32_t bytes, const std::string& piece) {
     first.append(piece, 0, left);
     left = 0;
   }
-  bool heard = standin::WriteAll(connection, first);
+  bool heard = tests::WriteAll(connection, first);
   while (heard && left != 0) {
     const auto count = std::min<std::uint32_t>(left, PIECE_SIZE);
-    heard = standin::WriteAll(connection, {piece.data(), count});
+    heard = tests::WriteAll(connection, {piece.data(), count});
     left -= count;
   }
 }
@@ -61,7 +62,7 @@ int main(int argc, char** argv) {
     const std::string piece = TextOf(PIECE_SIZE);
     const standin::UnixListener listener(argv[1]);
     for (;;) {
-      Serve(listener.Accept().Get(), bytes, piece);
+      Serve(tests::Accept(listener).Get(), bytes, piece);
     }
   } catch (const std::exception& error) {
     std::cerr << "bench-standin: " << error.what() << '\n';

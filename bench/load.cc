@@ -24,6 +24,7 @@
 
 #include "core/frame.h"
 #include "core/unix_socket.h"
+#include "tests/support/stream.h"
 
 namespace {
 
@@ -34,8 +35,8 @@ constexpr std::uint32_t FITNESS_CONFIG_SET = 4;
 
 void Exchange(const std::string& path) {
   const standin::Descriptor connection = standin::ConnectTo(path);
-  standin::WriteAll(connection.Get(), standin::EncodeFrame(FIX_CONCATS, ""));
-  if (standin::ReadFrame(connection.Get()).size() != standin::HEADER_SIZE) {
+  tests::WriteAll(connection.Get(), standin::EncodeFrame(FIX_CONCATS, ""));
+  if (tests::ReadFrame(connection.Get()).size() != standin::HEADER_SIZE) {
     throw std::runtime_error("no reply");
   }
 }
@@ -62,7 +63,7 @@ void Silence(const std::string& path, int clients) {
   std::vector<standin::Descriptor> silent;
   for (int client = 0; client < clients; ++client) {
     silent.push_back(standin::ConnectTo(path));
-    standin::WriteAll(silent.back().Get(), std::string(2, '\0'));
+    tests::WriteAll(silent.back().Get(), std::string(2, '\0'));
   }
   // The first exchange waits until all of them have been accepted.
   for (int exchange = 0; exchange < 2; ++exchange) {
@@ -80,9 +81,8 @@ void Dribble(const std::string& path, int clients) {
     running.emplace_back([&] {
       for (;;) {
         const standin::Descriptor connection = standin::ConnectTo(path);
-        standin::WriteAll(connection.Get(),
-                          standin::EncodeHeader({FITNESS_CONFIG_SET, 16U << 20U}));
-        while (standin::WriteAll(connection.Get(), " ")) {
+        tests::WriteAll(connection.Get(), standin::EncodeHeader({FITNESS_CONFIG_SET, 16U << 20U}));
+        while (tests::WriteAll(connection.Get(), " ")) {
         }
       }
     });
@@ -96,11 +96,11 @@ void Dribble(const std::string& path, int clients) {
   const standin::UnixListener listener(path);
   const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   for (;;) {
-    std::thread([file, connection = listener.Accept()] {
-      const std::string request = standin::ReadFrame(connection.Get());
+    std::thread([file, connection = tests::Accept(listener)] {
+      const std::string request = tests::ReadFrame(connection.Get());
       const std::string line = "{\"length\":" + std::to_string(request.size()) + "}\n";
       if (write(file, line.data(), line.size()) > 0) {
-        standin::WriteAll(connection.Get(), standin::EncodeFrame(0, ""));
+        tests::WriteAll(connection.Get(), standin::EncodeFrame(0, ""));
       }
     }).detach();
   }

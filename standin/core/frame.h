@@ -28,16 +28,6 @@ struct Header {
 /// A whole frame, whose length field is the length of its payload.
 [[nodiscard]] std::string EncodeFrame(std::uint32_t word, std::string_view payload);
 
-/// Reads `count` bytes from `fd`, fewer only if the peer hangs up or is gone.
-[[nodiscard]] std::string ReadExactly(int fd, std::size_t count);
-
-/// Reads one frame from `fd` and returns its bytes, header included; fewer if the
-/// peer hangs up before its end.
-[[nodiscard]] std::string ReadFrame(int fd);
-
-/// Writes all of `bytes` to `fd`. False if the peer is gone. Never raises SIGPIPE.
-bool WriteAll(int fd, std::string_view bytes);
-
 }  // namespace standin
 
 #endif  // STANDIN_CORE_FRAME_H

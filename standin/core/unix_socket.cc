@@ -103,10 +103,6 @@ UnixListener::~UnixListener() {
   }
 }
 
-Descriptor UnixListener::Accept() const {
-  return Descriptor(Checked(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC), "accept"));
-}
-
 std::unique_ptr<UnixListener> TakeSocketPath(const std::string& path, mode_t mode) {
   if (path.empty()) {
     throw std::runtime_error("the path of the socket is empty");

@@ -33,9 +33,6 @@ class UnixListener {
   UnixListener(const UnixListener&) = delete;
   UnixListener& operator=(const UnixListener&) = delete;
 
-  /// Waits for the next client. Throws std::system_error.
-  [[nodiscard]] Descriptor Accept() const;
-
   [[nodiscard]] int Fd() const { return socket_.Get(); }
 
  private:

@@ -11,6 +11,7 @@
 
 #include <csignal>
 
+#include "tests/support/stream.h"
 #include "tests/support/temp_folder.h"
 
 namespace tests {
@@ -183,7 +184,7 @@ TEST(StreamMemory, DoesNotGrowWithTheStream) {
     const std::string piece(1U << 20U, 'x');
     const Step send = Call{[&](int connection) {
       for (int sent = 0; sent < mebibytes; ++sent) {
-        standin::WriteAll(connection, piece);
+        WriteAll(connection, piece);
       }
     }};
     const ClientResult run =

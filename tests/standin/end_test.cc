@@ -19,6 +19,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -38,7 +39,7 @@ Json Late(const Json& reply) {
 /// Connects and sends a request of fix-concats.
 Descriptor Ask(const RunningStandin& standin) {
   Descriptor client = ConnectTo(standin.Socket());
-  standin::WriteAll(client.Get(), EncodeFrame(13, ""));
+  WriteAll(client.Get(), EncodeFrame(13, ""));
   return client;
 }
 
@@ -63,7 +64,7 @@ TEST(End, APauseIsCutShortAndTheReplyIsSent) {
   const Descriptor client = Ask(standin);
   EXPECT_EQ(standin.NextLine().at("event"), "request");
   EXPECT_TRUE(standin.Stop().Events("reply-not-taken").empty());
-  EXPECT_TRUE(SameBytes(EncodeFrame(5, "late"), standin::ReadFrame(client.Get())));
+  EXPECT_TRUE(SameBytes(EncodeFrame(5, "late"), ReadFrame(client.Get())));
 }
 
 TEST(End, ThePausesOfAStreamAreCutShort) {
@@ -72,7 +73,7 @@ TEST(End, ThePausesOfAStreamAreCutShort) {
   const Descriptor client = Ask(standin);
   EXPECT_EQ(standin.NextLine().at("event"), "request");
   EXPECT_EQ(standin.Stop().exitValue, 0);
-  EXPECT_EQ(standin::ReadExactly(client.Get(), 100), "one two");
+  EXPECT_EQ(ReadExactly(client.Get(), 100), "one two");
 }
 
 TEST(End, PausesAndRequestsAreOverBeforeTheTimeForRepliesIs) {
@@ -86,17 +87,28 @@ TEST(End, PausesAndRequestsAreOverBeforeTheTimeForRepliesIs) {
   for (int client = 0; client < 6; ++client) {
     clients.push_back(ConnectTo(standin.Socket()));
     const std::string request = client % 2 == 0 ? EncodeFrame(1, "") : EncodeFrame(13, "") + "more";
-    standin::WriteAll(clients.back().Get(), request);
+    WriteAll(clients.back().Get(), request);
     EXPECT_EQ(standin.NextLine().at("event"), "request");
   }
   // Nor is there time for the rest of a request.
   clients.push_back(ConnectTo(standin.Socket()));
-  standin::WriteAll(clients.back().Get(), "xx");
+  WriteAll(clients.back().Get(), "xx");
   const StandinResult result = standin.Stop();
   ASSERT_EQ(result.log.size(), 7U);
   for (std::size_t line = 0; line < 7; ++line) {
     EXPECT_EQ(result.log[line].at("event") == "reply-not-taken", line > 3);
   }
+}
+
+TEST(End, NobodyCanConnectOnceItHasBegun) {
+  RunningStandin standin(Json{{"rules", {{{"reply", {{"text", std::string(1000000, 'x')}}}}}}}, {});
+  const Descriptor deaf = Ask(standin);  // takes nothing, and is given some time
+  EXPECT_EQ(standin.NextLine().at("event"), "request");
+  const Descriptor partial = ConnectTo(standin.Socket());
+  WriteAll(partial.Get(), "xx");
+  kill(standin.Process(), SIGTERM);
+  EXPECT_EQ(standin.NextLine().at("event"), "incomplete");
+  EXPECT_FALSE(standin::TryConnect(standin.Socket(), SOCK_STREAM).IsOpen());
 }
 
 TEST(End, APauseHoldsNoPlaceForAClientThatHasGone) {
@@ -162,8 +174,8 @@ ProcessResult RunWithReader(
 void Exchange1000Times(const std::string& socket) {
   for (int request = 0; request < 1000; ++request) {
     const Descriptor client = ConnectTo(socket);
-    standin::WriteAll(client.Get(), EncodeFrame(13, ""));
-    ASSERT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get()))) << request;
+    WriteAll(client.Get(), EncodeFrame(13, ""));
+    ASSERT_TRUE(SameBytes(Zeros(8), ReadFrame(client.Get()))) << request;
   }
 }
 
@@ -191,9 +203,8 @@ std::ptrdiff_t ReadLines(int output, std::uint32_t code) {
 
 void Exchange(const std::string& socket, std::uint32_t code, const std::string& payload) {
   const Descriptor client = ConnectTo(socket);
-  standin::WriteAll(client.Get(), EncodeFrame(code, payload));
-  EXPECT_TRUE(
-      SameBytes(EncodeFrame(0x0bad0001, "no such command"), standin::ReadFrame(client.Get())));
+  WriteAll(client.Get(), EncodeFrame(code, payload));
+  EXPECT_TRUE(SameBytes(EncodeFrame(0x0bad0001, "no such command"), ReadFrame(client.Get())));
 }
 
 TEST(End, AReaderWhoReadsNowAndThenMissesNothing) {
@@ -282,13 +293,13 @@ TEST(End, ADaemonThatAcceptsAfterAllIsConnectedToInTheOrderOfTheClients) {
   std::vector<Descriptor> clients;
   for (std::uint32_t client = 1; client <= 20; ++client) {
     clients.push_back(ConnectTo(standin.Socket()));
-    standin::WriteAll(clients.back().Get(), EncodeFrame(client, ""));
+    WriteAll(clients.back().Get(), EncodeFrame(client, ""));
     EXPECT_EQ(standin.NextLine().at("event"), "daemon-busy");
   }
-  (void)daemon.Listener().Accept();
+  (void)Accept(daemon.Listener());
   for (std::uint32_t client = 1; client <= 20; ++client) {
-    const Descriptor connection = daemon.Listener().Accept();
-    EXPECT_TRUE(SameBytes(EncodeFrame(client, ""), standin::ReadFrame(connection.Get())));
+    const Descriptor connection = Accept(daemon.Listener());
+    EXPECT_TRUE(SameBytes(EncodeFrame(client, ""), ReadFrame(connection.Get())));
   }
   EXPECT_TRUE(standin.Stop().Events("daemon-busy").empty());
 }
@@ -364,11 +375,11 @@ TEST(End, OnceServesOneOfTwoThatHaveConnected) {
   kill(standin.Process(), SIGSTOP);
   const Descriptor first = ConnectTo(standin.Socket());
   const Descriptor second = ConnectTo(standin.Socket());
-  standin::WriteAll(second.Get(), EncodeFrame(13, ""));
-  standin::WriteAll(first.Get(), EncodeFrame(13, ""));
+  WriteAll(second.Get(), EncodeFrame(13, ""));
+  WriteAll(first.Get(), EncodeFrame(13, ""));
   kill(standin.Process(), SIGCONT);
-  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(first.Get())));
-  EXPECT_EQ(standin::ReadFrame(second.Get()), "");
+  EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(first.Get())));
+  EXPECT_EQ(ReadFrame(second.Get()), "");
   EXPECT_EQ(standin.Finish().Events("request").size(), 1U);
 }
 

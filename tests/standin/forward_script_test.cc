@@ -13,6 +13,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -25,8 +26,8 @@ constexpr std::uint32_t OWNER_REBALANCE = 35;
 /// Sends `bytes` and returns all that comes until the stand-in hangs up.
 std::string Ask(const RunningStandin& standin, const std::string& bytes) {
   const standin::Descriptor connection = standin::ConnectTo(standin.Socket());
-  standin::WriteAll(connection.Get(), bytes);
-  return standin::ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
+  WriteAll(connection.Get(), bytes);
+  return ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
 }
 
 Json Rule(const std::string& command, const Json& reply) {
@@ -139,7 +140,7 @@ TEST(ForwardScript, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
                                                kill(process, SIGTERM);
                                                // The signal has been seen once this one is hung up
                                                // on.
-                                               EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
+                                               EXPECT_EQ(ReadExactly(idle.Get(), 1), "");
                                              }},
                                              SendBytes{reply}});
   const RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}}),
@@ -278,7 +279,7 @@ TEST(Record, SilenceIsRecordedAsSilence) {
   RunningStandin standin({"--forward", daemon.Socket(), "--record", folder / "record"});
   {
     const standin::Descriptor client = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(client.Get(), EncodeFrame(OWNER_REBALANCE, ""));
+    WriteAll(client.Get(), EncodeFrame(OWNER_REBALANCE, ""));
     EXPECT_EQ(standin.NextLine().at("event"), "request");
   }
   EXPECT_EQ(standin.NextLine().at("event"), "end");

@@ -13,6 +13,7 @@
 #include "tests/support/client.h"
 #include "tests/support/command_samples.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -173,10 +174,10 @@ TEST(Forward, ADaemonThatTakesNoMoreMayStillReply) {
   const RunningStandin standin({"--forward", folder / "d"});
   const standin::Descriptor client = standin::ConnectTo(standin.Socket());
   deaf.get_future().wait();
-  while (standin::WriteAll(client.Get(), EncodeFrame(13, ""))) {
+  while (WriteAll(client.Get(), EncodeFrame(13, ""))) {
   }
   clientKnows.set_value();
-  EXPECT_EQ(standin::ReadExactly(client.Get(), 5), "late");
+  EXPECT_EQ(ReadExactly(client.Get(), 5), "late");
 }
 
 TEST(Forward, AClientThatGoesAfterItsHalfCloseTakesTheDaemonsSideAlong) {
@@ -206,7 +207,7 @@ TEST(Forward, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
     ScriptedDaemon daemon(folder / "d", {ReadRequest{}, Call{[&](int fd) {
                                            kill(process, SIGTERM);
                                            // The signal has been seen once this one is hung up on.
-                                           EXPECT_EQ(standin::ReadExactly(idle.Get(), 1), "");
+                                           EXPECT_EQ(ReadExactly(idle.Get(), 1), "");
                                            char byte = 0;
                                            EXPECT_EQ(recv(fd, &byte, 1, MSG_DONTWAIT), -1);
                                          }},
@@ -215,12 +216,12 @@ TEST(Forward, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
     process = standin.Process();
     const std::string request = EncodeFrame(code, "");
     const standin::Descriptor client = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(client.Get(), request.substr(0, 4));
+    WriteAll(client.Get(), request.substr(0, 4));
     idle = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(idle.Get(), EncodeFrame(30, ""));
+    WriteAll(idle.Get(), EncodeFrame(30, ""));
     EXPECT_EQ(standin.NextLine().at("connection"), 2);
-    standin::WriteAll(client.Get(), request.substr(4));
-    EXPECT_TRUE(SameBytes(reply, standin::ReadExactly(client.Get(), reply.size())));
+    WriteAll(client.Get(), request.substr(4));
+    EXPECT_TRUE(SameBytes(reply, ReadExactly(client.Get(), reply.size())));
     EXPECT_EQ(standin.Finish().Events("reply").size(), 1U);
   }
 }
@@ -238,11 +239,11 @@ TEST(Forward, TheDaemonIsConnectedToInTheOrderOfTheClients) {
   const RunningStandin standin({"--forward", folder / "d"});
   for (int client = 0; client < CLIENTS; ++client) {
     const standin::Descriptor connection = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(connection.Get(), EncodeFrame(30, std::to_string(client)));
+    WriteAll(connection.Get(), EncodeFrame(30, std::to_string(client)));
   }
   for (int client = 0; client < CLIENTS; ++client) {
-    const standin::Descriptor connection = daemon.Accept();
-    ASSERT_EQ(standin::ReadFrame(connection.Get()).substr(8), std::to_string(client));
+    const standin::Descriptor connection = Accept(daemon);
+    ASSERT_EQ(ReadFrame(connection.Get()).substr(8), std::to_string(client));
   }
 }
 

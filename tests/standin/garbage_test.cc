@@ -8,6 +8,7 @@
 #include "core/frame.h"
 #include "core/unix_socket.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -72,8 +73,8 @@ TEST(Garbage, AClientThatHangsUpInTheMiddleOfALongReplyIsSurvived) {
   RunningStandin standin(script, {});
   {
     const standin::Descriptor client = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(client.Get(), standin::EncodeFrame(1, ""));
-    EXPECT_EQ(standin::ReadExactly(client.Get(), 3), "xxx");
+    WriteAll(client.Get(), standin::EncodeFrame(1, ""));
+    EXPECT_EQ(ReadExactly(client.Get(), 3), "xxx");
   }
   EXPECT_EQ(standin.NextLine().at("event"), "request");
   const Json line = standin.NextLine();

@@ -13,6 +13,7 @@
 #include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -89,11 +90,11 @@ TEST(Handler, ClientsSideBySideGetTheirOwnReplies) {
   std::vector<standin::Descriptor> clients;
   for (int client = 0; client < CLIENTS; ++client) {
     clients.push_back(standin::ConnectTo(standin.Socket()));
-    standin::WriteAll(clients.back().Get(), EncodeFrame(7, std::to_string(client)));
+    WriteAll(clients.back().Get(), EncodeFrame(7, std::to_string(client)));
   }
   int number = 0;
   for (const standin::Descriptor& client : clients) {
-    EXPECT_EQ(standin::ReadFrame(client.Get()), EncodeFrame(0, std::to_string(number++)));
+    EXPECT_EQ(ReadFrame(client.Get()), EncodeFrame(0, std::to_string(number++)));
   }
 }
 

@@ -14,6 +14,7 @@
 #include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -25,7 +26,7 @@ using standin::EncodeFrame;
 /// Sends byte by byte, each once the one before has been received.
 void Dribble(int connection, std::string_view bytes) {
   for (const char byte : bytes) {
-    standin::WriteAll(connection, {&byte, 1});
+    WriteAll(connection, {&byte, 1});
     int unread = 1;
     while (unread != 0) {
       ASSERT_EQ(ioctl(connection, SIOCOUTQ, &unread), 0);
@@ -44,7 +45,7 @@ TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
   EXPECT_EQ(standin.NextLine().at("connection"), 301);
   kill(standin.Process(), SIGSTOP);
   for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
-    standin::WriteAll(client->Get(), EncodeFrame(30, ""));
+    WriteAll(client->Get(), EncodeFrame(30, ""));
   }
   kill(standin.Process(), SIGCONT);
   for (int client = 1; client <= 300; ++client) {
@@ -56,7 +57,7 @@ TEST(Order, RequestsAreTakenInTheOrderOfTheirConnections) {
   RunningStandin standin;
   for (int client = 0; client < 500; ++client) {
     const Descriptor connection = ConnectTo(standin.Socket());
-    standin::WriteAll(connection.Get(), EncodeFrame(30, ""));
+    WriteAll(connection.Get(), EncodeFrame(30, ""));
   }
   const std::vector<Json> requests = standin.Stop().Events("request");
   ASSERT_EQ(requests.size(), 500U);
@@ -69,11 +70,11 @@ TEST(Order, ASlowRequestIsTakenOnceItHasArrived) {
   RunningStandin standin;
   const Descriptor slow = ConnectTo(standin.Socket());
   const std::string request = EncodeFrame(13, "four");
-  standin::WriteAll(slow.Get(), request.substr(0, 3));
+  WriteAll(slow.Get(), request.substr(0, 3));
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
-  standin::WriteAll(slow.Get(), request.substr(3));
+  WriteAll(slow.Get(), request.substr(3));
   shutdown(slow.Get(), SHUT_WR);
-  EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(slow.Get())));
+  EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(slow.Get())));
   const std::vector<Json> requests = standin.Stop().Events("request");
   ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(requests[0].at("connection"), 2);
@@ -94,9 +95,9 @@ TEST(Order, WhoeverSendsInManyPiecesIsPassedByOthers) {
   EXPECT_EQ(standin.NextLine().at("connection"), 4);
   kill(standin.Process(), SIGSTOP);
   for (const Descriptor* const client : {&slow, &slowToo}) {
-    standin::WriteAll(client->Get(), request.substr(request.size() - 1));
+    WriteAll(client->Get(), request.substr(request.size() - 1));
   }
-  standin::WriteAll(other.Get(), EncodeFrame(30, ""));
+  WriteAll(other.Get(), EncodeFrame(30, ""));
   kill(standin.Process(), SIGCONT);
   EXPECT_EQ(standin.NextLine().at("connection"), 2);
   const int first = standin.NextLine().at("connection");

@@ -19,6 +19,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -212,10 +213,10 @@ TEST(Server, SlowAndSilentClientsHoldUpNobody) {
   std::vector<Descriptor> silent;
   for (int client = 0; client < 500; ++client) {
     silent.push_back(ConnectTo(standin.Socket()));
-    standin::WriteAll(silent.back().Get(), std::string(2, '\0'));
+    WriteAll(silent.back().Get(), std::string(2, '\0'));
   }
   const Descriptor slow = ConnectTo(standin.Socket());
-  standin::WriteAll(slow.Get(), EncodeHeader({.word = 2, .length = 36}));
+  WriteAll(slow.Get(), EncodeHeader({.word = 2, .length = 36}));
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
 }
 
@@ -236,7 +237,7 @@ TEST(Server, AClientThatVanishesIsToldInTheLog) {
 TEST(Server, AClientThatIsSentNothingMayVanish) {
   RunningStandin standin;
   kill(standin.Process(), SIGSTOP);
-  standin::WriteAll(ConnectTo(standin.Socket()).Get(), EncodeFrame(30, ""));
+  WriteAll(ConnectTo(standin.Socket()).Get(), EncodeFrame(30, ""));
   kill(standin.Process(), SIGCONT);
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
   EXPECT_EQ(standin.Stop().log.size(), 2U);
@@ -256,7 +257,7 @@ TEST(Server, WhatWasSentBeforeTheSignalIsStillLogged) {
   std::vector<Descriptor> clients;
   for (int client = 0; client < 50; ++client) {
     clients.push_back(ConnectTo(standin.Socket()));
-    standin::WriteAll(clients.back().Get(), EncodeFrame(32, ""));
+    WriteAll(clients.back().Get(), EncodeFrame(32, ""));
   }
   EXPECT_EQ(standin.Stop().Events("request").size(), 50U);
 }
@@ -320,11 +321,11 @@ TEST(Server, Serves200OpenConnectionsAtOnce) {
   std::vector<Descriptor> clients;
   for (int client = 0; client < 200; ++client) {
     clients.push_back(ConnectTo(standin.Socket()));
-    standin::WriteAll(clients.back().Get(), EncodeHeader({.word = 2, .length = 36}));
+    WriteAll(clients.back().Get(), EncodeHeader({.word = 2, .length = 36}));
   }
   for (const Descriptor& client : clients) {
-    standin::WriteAll(client.Get(), "00112233-4455-6677-8899-aabbccddeeff");
-    EXPECT_TRUE(SameBytes(Zeros(8), standin::ReadFrame(client.Get())));
+    WriteAll(client.Get(), "00112233-4455-6677-8899-aabbccddeeff");
+    EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(client.Get())));
   }
 }
 

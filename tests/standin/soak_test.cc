@@ -13,6 +13,7 @@
 #include "core/unix_socket.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -64,10 +65,10 @@ void Ask(const RunningStandin& standin, int exchanges, std::mt19937& random) {
     const bool cut = random() % 5 == 0;
     request.resize(cut ? random() % request.size() : request.size());
     const standin::Descriptor client = standin::ConnectTo(standin.Socket());
-    standin::WriteAll(client.Get(), request);
+    WriteAll(client.Get(), request);
     if (!cut) {
       shutdown(client.Get(), SHUT_WR);
-      (void)standin::ReadExactly(client.Get(), 1 << 20);
+      (void)ReadExactly(client.Get(), 1 << 20);
     }
   }
   (void)standin.Exchange("");

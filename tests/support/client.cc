@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "tests/support/stream.h"
 #include "tests/support/temp_folder.h"
 
 namespace tests {
@@ -26,7 +27,7 @@ bool ClientRunsBare() {
 ScriptedDaemon::ScriptedDaemon(const std::string& path, std::vector<Step> steps)
     : listener_(path), thread_([this, steps = std::move(steps)] {
         try {
-          standin::Descriptor connection = listener_.Accept();
+          standin::Descriptor connection = Accept(listener_);
           called_ = true;
           received_ = PlaySteps(std::move(connection), steps);
         } catch (const std::system_error&) {

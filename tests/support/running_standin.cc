@@ -18,9 +18,9 @@
 #include <system_error>
 #include <utility>
 
-#include "core/frame.h"
 #include "core/unix_socket.h"
 #include "tests/support/client.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 
@@ -107,9 +107,9 @@ ProcessResult RunningStandin::Client(std::vector<std::string> words) const {
 
 std::string RunningStandin::Exchange(const std::string& bytes) const {
   const standin::Descriptor connection = standin::ConnectTo(Socket());
-  standin::WriteAll(connection.Get(), bytes);
+  WriteAll(connection.Get(), bytes);
   shutdown(connection.Get(), SHUT_WR);
-  return standin::ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
+  return ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
 }
 
 Json RunningStandin::NextLine() {

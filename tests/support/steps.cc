@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "core/frame.h"
+#include "tests/support/stream.h"
 
 namespace tests {
 namespace {
@@ -16,12 +16,10 @@ struct Player {
   const standin::Descriptor& connection;
   std::string& received;
 
-  void operator()(const ReadRequest& /*step*/) const {
-    received += standin::ReadFrame(connection.Get());
-  }
-  void operator()(const SendBytes& step) const { standin::WriteAll(connection.Get(), step.bytes); }
+  void operator()(const ReadRequest& /*step*/) const { received += ReadFrame(connection.Get()); }
+  void operator()(const SendBytes& step) const { WriteAll(connection.Get(), step.bytes); }
   void operator()(const AwaitHangUp& /*step*/) const {
-    received += standin::ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
+    received += ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
   }
   void operator()(const Call& step) const { step.function(connection.Get()); }
   void operator()(const HalfClose& /*step*/) const {
