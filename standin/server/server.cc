@@ -61,7 +61,7 @@ Server::Next Server::AcceptWaiting() {
     if (inARow == MOST_ACCEPTED_IN_A_ROW) {
       return Next::AWAIT_CLIENT;
     }
-    Descriptor client(accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    Descriptor client(accept4(listener_.Fd(), nullptr, nullptr, SOCK_CLOEXEC));
     if (client.IsOpen()) {
       Start(std::move(client));
     } else if (errno == EAGAIN || errno == EINVAL) {
@@ -93,7 +93,6 @@ Task<> Server::Serve(std::shared_ptr<Connection> client) {
   } catch (const std::exception& error) {
     log_.Write(client->Number(), "failed", {{"why", error.what()}});
   }
-  client.reset();
   --running_;
   roomMade_.Notify();
   changed_.Notify();
@@ -102,8 +101,6 @@ Task<> Server::Serve(std::shared_ptr<Connection> client) {
 void Server::Stop() {
   // The queue is still served, but nobody can join it any more.
   shutdown(listener_.Fd(), SHUT_RD);
-  watched_.cancel();
-  roomMade_.Notify();
 }
 
 }  // namespace standin

@@ -22,7 +22,7 @@ class Session {
   Task<> Run() {
     const Outcome atConnect = daemon_.script.AtConnect();
     if (atConnect.reply) {
-      co_await CloseEarly("connect", atConnect, {});
+      co_await CloseEarly(atConnect, {});
       co_return;
     }
     std::string bytes;
@@ -34,7 +34,7 @@ class Session {
     const Header header = DecodeHeader(bytes);
     const Outcome atHeader = daemon_.script.AtHeader(header);
     if (atHeader.reply) {
-      co_await CloseEarly("header", atHeader, header);
+      co_await CloseEarly(atHeader, header);
       co_return;
     }
     if (header.length > daemon_.maxPayload) {
@@ -162,8 +162,8 @@ class Session {
     }
   }
 
-  Task<> CloseEarly(const char* moment, const Outcome& outcome, const Header& header) {
-    Object line = {{"after", moment}};
+  Task<> CloseEarly(const Outcome& outcome, const Header& header) {
+    Object line;
     AddEntry(line, outcome);
     line.push_back({"reply", DescribeReply(*outcome.reply)});
     if (outcome.reply->type == Reply::Type::CLOSE_AFTER_HEADER) {
