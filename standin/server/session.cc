@@ -183,10 +183,8 @@ class Session {
                       {{"code", header.word}, {"length", header.length}, {"why", why}});
     daemon_.script.AtFailure(why);
     const std::string frame = EncodeFrame(STATUS_TOO_LONG, why);
-    const IoResult sent = co_await client_.Send(frame);
-    if (sent == IoResult::DONE) {
-      (void)co_await client_.Discard(header.length);
-    }
+    (void)co_await client_.Send(frame);
+    (void)co_await client_.Discard(header.length);
   }
 
   void ReportIncomplete(const std::string& bytes, IoResult result) {

@@ -146,10 +146,16 @@ TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
 TEST(DefaultReplies, HexShowsTheRawBytesOnDemandOnly) {
   RunningStandin plain;
   RunningStandin withHex({"--hex"});
-  (void)plain.Client({"log-level", "02"});
-  (void)withHex.Client({"log-level", "02"});
-  EXPECT_FALSE(plain.NextLine().contains("hex"));
-  EXPECT_EQ(withHex.NextLine().at("hex"), "00000007000000023032");
+  for (RunningStandin* const standin : {&plain, &withHex}) {
+    const bool shown = standin == &withHex;
+    (void)standin->Client({"log-level", "02"});
+    EXPECT_EQ(standin->NextLine().value("hex", ""), shown ? "00000007000000023032" : "");
+    (void)standin->Exchange(standin::EncodeFrame(13, "") + "more");
+    EXPECT_EQ(standin->NextLine().value("hex", ""), shown ? "0000000d00000000" : "");
+    EXPECT_EQ(standin->NextLine().value("hex", ""), shown ? "6d6f7265" : "");
+    (void)standin->Exchange("xx");
+    EXPECT_EQ(standin->NextLine().value("hex", ""), shown ? "7878" : "");
+  }
 }
 
 }  // namespace
