@@ -43,8 +43,6 @@ constexpr milliseconds HANDLER_GRACE{200};
 constexpr milliseconds RETRY{5};
 constexpr Clock::time_point NEVER = Clock::time_point::max();
 
-constexpr const char* NOT_READY = "ended before it was ready: nobody reads ";
-
 /// Writes to standard error; gives up on a reader who takes nothing for a while.
 void Report(const std::string& text) {
   const std::string whole = "trel-standin: " + text + (text.ends_with('\n') ? "" : "\n");
@@ -151,12 +149,9 @@ class Run {
     if (Interrupted()) {
       if (timedOut_) {
         exitValue_ = ReportTimeout();
-      } else if (!log_) {
-        throw std::runtime_error(NOT_READY + ("the log " + options_.logPath));
-      } else if (!captureFile_ && !options_.capturePath.empty()) {
-        throw std::runtime_error(NOT_READY + ("the capture " + options_.capturePath));
+        co_return;
       }
-      co_return;
+      throw std::runtime_error("ended before it was ready: " + Awaited());
     }
     StartHandler();
     if (options_.command.empty()) {
@@ -214,6 +209,15 @@ class Run {
     if (captureFile_) {
       capture_.emplace(*captureFile_);
     }
+  }
+
+  /// Why it is not ready yet.
+  [[nodiscard]] std::string Awaited() const {
+    if (!listener_) {
+      return "another process looks at " + options_.socketPath;
+    }
+    return "nobody reads the " +
+           (log_ ? "capture " + options_.capturePath : "log " + options_.logPath);
   }
 
   void StartHandler() {

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <regex>
 #include <thread>
 
 #include "core/frame.h"
@@ -218,6 +219,27 @@ TEST(Server, SlowAndSilentClientsHoldUpNobody) {
   const Descriptor slow = ConnectTo(standin.Socket());
   WriteAll(slow.Get(), EncodeHeader({.word = 2, .length = 36}));
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+}
+
+TEST(Server, EndsWhileAnotherProcessHoldsTheFolder) {
+  const TempFolder folder;
+  const Descriptor held(open((folder / "").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(held.Get(), LOCK_EX), 0);
+  const ProcessResult run = RunProcess({.arguments = {"trel-standin", "--socket", folder / "s"},
+                                        .program = StandinPath(),
+                                        .whileRunning = [](pid_t process) {
+                                          // Until it minds SIGTERM, which is bit 14.
+                                          const std::regex minds("SigCgt:\t.*[4567cdef]...\n");
+                                          const std::string status =
+                                              "/proc/" + std::to_string(process) + "/status";
+                                          while (!std::regex_search(ReadFile(status), minds)) {
+                                          }
+                                          kill(process, SIGTERM);
+                                        }});
+  EXPECT_TRUE(Ended(
+      run, "",
+      "trel-standin: ended before it was ready: another process looks at " + (folder / "s") + "\n",
+      1));
 }
 
 TEST(Server, AClientThatVanishesIsToldInTheLog) {
