@@ -224,6 +224,7 @@ TEST(Sequence, TheCommandHasStandardOutputToItselfAndFindsTheSocket) {
                               " -s $TREL_STANDIN_SOCKET info-owner-rebalance";
   const ProcessResult run =
       RunProcess({.arguments = {"trel-standin", "--socket", "s", "--", "sh", "-c", command},
+                  .environment = {"TREL_STANDIN_SOCKET=/of/another"},
                   .program = StandinPath(),
                   .prepare = [&] { (void)!chdir((folder / ".").c_str()); }});
   EXPECT_EQ(run.exitValue, 0);
