@@ -13,7 +13,7 @@
 namespace standin {
 namespace {
 
-constexpr std::uint32_t MAGIC = 0xa1b2c3d4;  // microseconds
+constexpr std::uint32_t MAGIC = 0xa1b23c4d;  // nanoseconds
 constexpr std::uint32_t LINK_TYPE = 147;
 constexpr std::uint32_t ORDER = std::endian::native == std::endian::big ? 1U << 16U : 0;
 constexpr std::size_t PSEUDO_HEADER = 8;
@@ -48,7 +48,7 @@ void Capture::Write(std::uint64_t connection, Direction direction, std::string_v
     const auto size = static_cast<std::uint32_t>(PSEUDO_HEADER + piece.size());
     std::string packet;
     AddWord(packet, static_cast<std::uint32_t>(now.tv_sec));
-    AddWord(packet, static_cast<std::uint32_t>(now.tv_nsec / 1000));
+    AddWord(packet, static_cast<std::uint32_t>(now.tv_nsec));
     AddWord(packet, size);
     AddWord(packet, size);
     packet += EncodeHeader({.word = static_cast<std::uint32_t>(connection),

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <bit>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -147,19 +148,23 @@ TEST(Log, TheCaptureHasEachPieceWithItsConnectionAndDirection) {
   const TempFolder folder;
   const std::string path = folder / "pcap";
   WriteFile(path, "what was there before");
-  RunningStandin captured({"--pcap", path});
+  RunningStandin standin({"--pcap", path});
   const std::string request = EncodeFrame(13, "");
-  EXPECT_TRUE(SameBytes(Zeros(8), captured.Exchange(request)));
-  EXPECT_EQ(captured.Stop().exitValue, 0);
+  const auto begin = std::chrono::system_clock::now().time_since_epoch();
+  EXPECT_TRUE(SameBytes(Zeros(8), standin.Exchange(request)));
+  const auto end = std::chrono::system_clock::now().time_since_epoch();
+  EXPECT_EQ(standin.Stop().exitValue, 0);
   const std::string capture = ReadFile(path);
-  EXPECT_TRUE(SameBytes(InMemory(0xa1b2c3d4U) + InMemory(std::uint16_t{2}) +
+  EXPECT_TRUE(SameBytes(InMemory(0xa1b23c4dU) + InMemory(std::uint16_t{2}) +
                             InMemory(std::uint16_t{4}) + Zeros(8) + InMemory(65544U) +
                             InMemory(147U),
                         capture.substr(0, 24)));
-  // Before each of the two stands the time, in seconds and microseconds.
-  std::uint32_t microseconds = 0;
-  std::memcpy(&microseconds, capture.data() + 28, sizeof microseconds);
-  EXPECT_LT(microseconds, 1000000U);
+  // Before each of the two stands the time, in seconds and nanoseconds.
+  std::array<std::uint32_t, 2> time{};
+  std::memcpy(time.data(), capture.data() + 24, sizeof time);
+  const auto captured = std::chrono::seconds(time[0]) + std::chrono::nanoseconds(time[1]);
+  EXPECT_LE(begin, captured);
+  EXPECT_LE(captured, end);
   EXPECT_TRUE(
       SameBytes(InMemory(16U) + InMemory(16U) + FromHex("00000001 00" + order + "0000") + request,
                 capture.substr(32, 24)));
