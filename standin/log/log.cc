@@ -89,8 +89,7 @@ std::string Log::RequestLine(std::uint64_t connection, const Request& request, c
   Object cut;
   for (const Member& field : request.fields) {
     fields.push_back({field.name, Shown(field.value, most)});
-    if (SizeOf(fields.back().value) != SizeOf(field.value) ||
-        (field.value.As<std::string>() == nullptr && fields.back().value != field.value)) {
+    if (fields.back().value != field.value) {
       cut.push_back({field.name, SizeOf(field.value)});
     }
   }
