@@ -38,8 +38,10 @@ Descriptor OpenStandard(int fd) {
   // Opened anew it has flags of its own. That works neither for sockets nor for a pipe of
   // another user; a file would be written from its start.
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
-  Descriptor file(IsRegular(fd) ? -1
-                                : open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  Descriptor file;
+  if (!IsRegular(fd)) {
+    file = Descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  }
   if (!file.IsOpen()) {
     file = Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
   }

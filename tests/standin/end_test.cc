@@ -132,26 +132,6 @@ TEST(End, AClientThatOnlySendsNoMoreIsStillRepliedTo) {
   EXPECT_TRUE(SameBytes(EncodeFrame(0, "late"), standin.Exchange(EncodeFrame(13, ""))));
 }
 
-TEST(End, ComesThoughNobodyReadsTheFifoThatIsItsLogOrCapture) {
-  const TempFolder folder;
-  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-  for (const auto& [option, name] : {std::pair("--log", "log "), {"--pcap", "capture "}}) {
-    const ProcessResult run = RunProcess(
-        {.arguments = {"trel-standin", "--socket", folder / "s", option, folder / "fifo"},
-         .program = StandinPath(),
-         .whileRunning = [&](pid_t process) {
-           while (!std::filesystem::exists(folder / "s")) {
-           }
-           kill(process, SIGTERM);
-         }});
-    EXPECT_TRUE(Ended(run, "",
-                      std::string("trel-standin: ended before it was ready: nobody reads the ") +
-                          name + (folder / "fifo") + "\n",
-                      1));
-    EXPECT_FALSE(std::filesystem::exists(folder / "s"));
-  }
-}
-
 /// Runs the stand-in and its standard output's reader, who may read nothing for a while.
 ProcessResult RunWithReader(
     const std::function<void(const std::string& socket, int output)>& reader) {
@@ -229,6 +209,25 @@ TEST(End, AReaderWhoReadsLateMissesWhatIsOver16MiB) {
     EXPECT_EQ(ReadLines(output, 98), 17);
   });
   EXPECT_TRUE(Ended(run, "", "trel-standin: 1 lines could not be written: nobody reads them\n", 1));
+}
+
+TEST(End, WhatIsReadMakesRoomForMore) {
+  // The first line that is read is the one that says it is ready.
+  const ProcessResult run = RunWithReader([](const std::string& socket, int output) {
+    for (const auto& [requests, linesRead] : {std::pair(1, 2), {15, 4}, {3, 0}}) {
+      for (int request = 0; request < requests; ++request) {
+        Exchange(socket, 99, std::string(535000, 'x'));  // its line has 1.02 MiB
+      }
+      for (std::ptrdiff_t lines = 0; lines < linesRead;) {
+        std::string piece(4096, '\0');
+        piece.resize(static_cast<std::size_t>(read(output, piece.data(), piece.size())));
+        lines += std::count(piece.begin(), piece.end(), '\n');
+      }
+    }
+    Exchange(socket, 98, "");
+    EXPECT_EQ(ReadLines(output, 98), 15);
+  });
+  EXPECT_TRUE(Ended(run, "", "", 0));
 }
 
 /// Makes a FIFO that is never read, so that it takes what a pipe does.

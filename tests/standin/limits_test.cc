@@ -1,11 +1,16 @@
 // What clients may not do for ever or too much: so many at once, so long silent, so many bytes.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <optional>
+#include <thread>
 #include <tuple>
 
 #include "core/frame.h"
@@ -134,6 +139,41 @@ TEST(Limits, AClientThatIsForwardedMayBeSilentSlow) {
   EXPECT_EQ(standin.Exchange(EncodeFrame(1, "")), "");
   WriteAll(silent.Get(), request.substr(2));
   EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(silent.Get())));
+}
+
+/// Runs a stand-in that serves one client, and reads what it logs in pieces, with a rest after
+/// each of the first `rests`; then the others, if to its end. What the stand-in says; nothing if
+/// a rest was nearly too long.
+std::optional<std::string> ReadLogWithRests(int rests, bool toItsEnd) {
+  const TempFolder folder;
+  EXPECT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
+  const Descriptor log(open((folder / "log").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  RunningStandin standin({"--hex", "--log", folder / "log", "--once"});
+  (void)standin.Exchange(EncodeFrame(99, std::string(1000000, 'x')));
+  EXPECT_EQ(fcntl(log.Get(), F_SETFL, 0), 0);
+  bool tooLong = false;
+  std::string piece(65536, '\0');
+  for (; (rests > 0 || toItsEnd) && read(log.Get(), piece.data(), piece.size()) > 0; --rests) {
+    if (rests > 0) {
+      const auto begin = std::chrono::steady_clock::now();
+      std::this_thread::sleep_for(std::chrono::milliseconds(800));
+      tooLong |= std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(1500);
+    }
+  }
+  const std::string said = standin.Finish().err;
+  return tooLong ? std::nullopt : std::optional(said);
+}
+
+TEST(Limits, TheReaderOfTheLogMayRestForTwoSecondsSlow) {
+  for (const auto& [rests, toItsEnd, expected] :
+       {std::tuple(3, true, ""),
+        {2, false, "trel-standin: 1 lines could not be written: nobody reads them\n"}}) {
+    std::optional<std::string> said;
+    while (!said) {
+      said = ReadLogWithRests(rests, toItsEnd);
+    }
+    EXPECT_EQ(said, expected);
+  }
 }
 
 TEST(Limits, APayloadOverTheLimitIsRefusedWithoutBeingStored) {

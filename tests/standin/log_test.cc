@@ -208,6 +208,52 @@ TEST(Log, CaptureAndRecordAreForTheirOwnerOnlyAndNotForTheCommand) {
   EXPECT_EQ(run.out, "600\n600\n600\n0\n");
 }
 
+TEST(Log, MayBeAFifoThatNobodyReadsAndSoMayTheCapture) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+  for (const auto& [option, name] : {std::pair("--log", "log "), {"--pcap", "capture "}}) {
+    const ProcessResult run = RunProcess(
+        {.arguments = {"trel-standin", "--socket", folder / "s", option, folder / "fifo"},
+         .program = StandinPath(),
+         .whileRunning = [&](pid_t process) {
+           while (!std::filesystem::exists(folder / "s")) {
+           }
+           kill(process, SIGTERM);
+         }});
+    EXPECT_TRUE(Ended(run, "",
+                      std::string("trel-standin: ended before it was ready: nobody reads the ") +
+                          name + (folder / "fifo") + "\n",
+                      1));
+    EXPECT_FALSE(std::filesystem::exists(folder / "s"));
+  }
+}
+
+TEST(Log, EndsTheRunIfItsReaderGoes) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
+  standin::Descriptor log(open((folder / "log").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  RunningStandin standin({"--hex", "--log", folder / "log"});
+  (void)standin.Exchange(EncodeFrame(99, std::string(1000000, 'x')));
+  log.Close();
+  EXPECT_EQ(standin.Finish().exitValue, 1);
+}
+
+TEST(Log, OnStandardErrorComesAfterWhatIsThereAndIsNotForTheCommand) {
+  const TempFolder folder;
+  const auto run = [&](const std::string& command) {
+    return RunProcess(
+        {.arguments = {"sh", "-c", command, StandinPath(), folder / "s", ClientPath()},
+         .program = "/bin/sh"});
+  };
+  EXPECT_EQ(run("exec 2>\"$1.err\"; echo before >&2; "
+                "exec \"$0\" --socket \"$1\" -- \"$2\" -s \"$1\" fix-concats")
+                .exitValue,
+            0);
+  EXPECT_THAT(ReadFile(folder / "s.err"), testing::StartsWith("before\n{\"time\":"));
+  const std::string list = "sh -c 'ls /proc/$$/fd; true' 2>&1 | cat";
+  EXPECT_EQ(run("\"$0\" --socket \"$1\" -- " + list).out, run(list).out);
+}
+
 /// As proc(5) has it: 'S' while it waits, 'Z' once it has ended.
 char StateOf(pid_t process) {
   const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
