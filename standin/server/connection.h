@@ -26,7 +26,8 @@ enum class IoResult { DONE, HUNG_UP, IDLE, STOPPED };
 
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
-  /// `socket` does not block. `idleTime`: the longest silence within a request; 0: any.
+  /// `socket` may block: no call waits for it. `idleTime`: the longest silence within a
+  /// request; 0: any.
   Connection(Loop& loop, Descriptor socket, std::uint64_t number,
              std::chrono::milliseconds idleTime);
   ~Connection();

@@ -280,23 +280,6 @@ TEST(Log, ASlowReaderDoesNotHoldUpTheEndForLong) {
             "trel-standin: 1 lines could not be written: nobody reads them\n");
 }
 
-TEST(Log, IsWrittenToItsEndIfNothingCallsForHaste) {
-  const TempFolder folder;
-  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);
-  const standin::Descriptor log(open((folder / "log").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  RunningStandin standin({"--hex", "--log", folder / "log", "--once"});
-  (void)standin.Exchange(EncodeFrame(99, std::string(1000000, 'x')));
-  ASSERT_EQ(fcntl(log.Get(), F_SETFL, 0), 0);
-  std::string piece(65536, '\0');
-  std::size_t total = 0;
-  ssize_t count = 0;
-  while ((count = read(log.Get(), piece.data(), piece.size())) > 0) {
-    total += static_cast<std::size_t>(count);
-  }
-  EXPECT_GT(total, 2000000U);
-  EXPECT_EQ(standin.Finish().err, "");
-}
-
 TEST(Log, AHangUpThatIsIgnoredStaysIgnored) {
   const TempFolder folder;
   // SIGHUP is bit 0.
