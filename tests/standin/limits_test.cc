@@ -68,7 +68,7 @@ TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {
       {"40", "", 8},
       {"40", " --forward \"$2\"", 4},
       {"20", "", 1},
-      {"48 && ulimit -Sn 40", "", 16}};
+      {"48 && ulimit -Sn 24", "", 16}};
   for (const auto& [limit, forward, clients] : cases) {
     const std::string command = "ulimit -n " + limit +
                                 " && exec \"$0\" --socket \"$1\" --log \"$1.log\"" + forward +
