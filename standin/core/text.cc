@@ -29,14 +29,13 @@ std::string FromHex(std::string_view digits) {
   if (kept.size() % 2 != 0) {
     throw std::invalid_argument("an odd number of hexadecimal digits");
   }
-  const std::size_t other = kept.find_first_not_of("0123456789abcdefABCDEF");
-  if (other != std::string::npos) {
-    throw std::invalid_argument(std::string("not a hexadecimal digit: ") + kept[other]);
-  }
   std::string bytes;
   for (const char* pair = kept.data(); pair != kept.data() + kept.size(); pair += 2) {
     unsigned char byte = 0;
-    std::from_chars(pair, pair + 2, byte, 16);
+    const char* const end = std::from_chars(pair, pair + 2, byte, 16).ptr;
+    if (end != pair + 2) {
+      throw std::invalid_argument(std::string("not a hexadecimal digit: ") + *end);
+    }
     bytes.push_back(static_cast<char>(byte));
   }
   return bytes;
@@ -44,7 +43,6 @@ std::string FromHex(std::string_view digits) {
 
 std::string ToHex(std::string_view bytes) {
   std::string text;
-  text.reserve(bytes.size() * 2);
   for (const char byte : bytes) {
     AppendDigits(text, byte);
   }
