@@ -121,6 +121,9 @@ TEST(Language, AFieldMatchesAnExpressionARangeASetOrAnything) {
                                        "varianceThreshold": {"max": 0.5}})");
   const std::string whole =
       script("start-proactive-rebalance", R"({"timeSpan": 60, "varianceThreshold": 1})");
+  const std::string mixed = script("start-proactive-rebalance",
+                                   R"({"timeSpan": {"min": 9007199254740993},
+                                       "varianceThreshold": {"min": 0, "max": 1}})");
   const std::string set = script("enable-workitem", R"({"workItem": {"oneOf": [2, 7]}})");
   const std::string text = script("update-treldb", R"({"filePath": {"matches": "^/a.*z$"}})");
   const std::string uuid = script("crawler", R"({"uuid": {"oneOf": ["FFEEDDCC-BBAA-9988-7766-)"
@@ -138,6 +141,10 @@ TEST(Language, AFieldMatchesAnExpressionARangeASetOrAnything) {
       {range,
        {{{"start-proactive-rebalance", "60", "0.75"}, 1}},
        "varianceThreshold: expected at most 0.5, got 0.75\n"},
+      {mixed, {{{"start-proactive-rebalance", "9007199254740993", "0.75"}, 2}}},
+      {mixed,
+       {{{"start-proactive-rebalance", "9007199254740992", "0.75"}, 1}},
+       "timeSpan: expected at least 9007199254740993, got 9007199254740992\n"},
       {whole, {{{"start-proactive-rebalance", "60", "1"}, 2}}},
       {set, {{{"enable-workitem", "-i", "MOVE"}, 2}}},
       {set, {{{"enable-workitem", "-i", "CHANGE"}, 1}}, "workItem: expected 2 or 7, got 14\n"},

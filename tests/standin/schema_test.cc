@@ -41,14 +41,12 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": [{"reply": {"cutHeader": 7, "cutPayload": 0, "length": 4294967295,
                                 "status": "0x5"}}]})",
        ""},
-
       {R"({"unmatched": "refuse", "rules": [{"name": "one", "expect": {"exactly": 0}}]})", ""},
       {R"({"unmatched": "reply", "rules": [{"expect": {"atLeast": 1, "atMost": 2}, "times": 1}]})",
        ""},
       {R"({"sequence": [{"name": "first", "command": "stats"}]})", ""},
       {R"({"rules": [{"reply": {"forward": true, "delay": 1, "cutPayload": 2}}]})", ""},
       {R"({"rules": [{"reply": {"forward": false}}]})", "/rules/0/reply/forward: must be true"},
-
       {R"({"sequence": [{"anyOrder": [{"command": "stats"}, {"expect": {"atMost": 3}}]}]})", ""},
       {R"({"sequences": [[{"command": "stats"}], [{"anyOrder": []}]]})", ""},
       {R"({"state": "a", "rules": [{"when": "a", "then": "b"}, {"when": "b"}]})", ""},
@@ -173,6 +171,8 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"rules": [{"reply": {"status": "0x123456789"}}]})",
        "/rules/0/reply/status: must be 0x and one to eight hexadecimal digits"},
       {R"({"rules": [{"reply": {"text": "a", "hex": "00"}}]})",
+       "/rules/0/reply: only one of text, file and hex"},
+      {R"({"rules": [{"reply": {"file": "a", "hex": "00"}}]})",
        "/rules/0/reply: only one of text, file and hex"},
       {R"({"rules": [{"reply": {"hex": "0"}}]})",
        "/rules/0/reply/hex: an odd number of hexadecimal digits"},
