@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <string_view>
@@ -151,29 +152,51 @@ void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& ma
   }
 }
 
+/// The last character of the bracket expression that begins at `at`, as regex(7) has them, or
+/// of the text if it has no end.
+const char* EndOfBrackets(const char* at) {
+  at += at[1] == '^' ? 2 : 1;
+  for (at += *at == ']' ? 1 : 0; *at != ']' && *at != '\0'; ++at) {
+    if (*at == '[' && (at[1] == ':' || at[1] == '.' || at[1] == '=')) {
+      const char* const end = std::strstr(at + 2, std::string({at[1], ']'}).c_str());
+      at = end != nullptr ? end + 1 : at;
+    }
+  }
+  return *at == ']' ? at : at - 1;
+}
+
 /// How large the C library makes an expression, which it writes out with all repeats.
 double SizeOf(const std::string& expression) {
   std::vector<double> open = {0};
   double last = 0;  ///< what a repeat would repeat
-  for (const char& character : expression) {
-    if (character == '(') {
+  for (const char* at = expression.c_str(); *at != '\0'; ++at) {
+    const bool isRepeat = std::strchr("*?+{", *at) != nullptr;
+    double more = 1;
+    if (*at == '(') {
       open.push_back(0);
       continue;
     }
-    double more = 1;
-    if (character == ')') {
+    if (*at == ')') {
       more = open.back();
       if (open.size() > 1) {
         open.pop_back();
       }
-    } else if (character == '+') {
+    } else if (*at == '\\' && at[1] != '\0') {
+      ++at;
+    } else if (*at == '[') {
+      at = EndOfBrackets(at);
+    } else if (*at == '+') {
       more = last;
-    } else if (character == '{') {
+    } else if (*at == '{') {
       char* end = nullptr;
-      const double least = std::strtod(&character + 1, &end);
-      more = last * (*end == ',' ? std::max(least, std::strtod(end + 1, nullptr)) : least);
+      double times = std::strtod(at + 1, &end);
+      if (*end == ',') {
+        times = std::max(times, std::strtod(end + 1, &end));
+      }
+      more = last * times;
+      at = *end == '}' ? end : at;
     }
-    last = character == '+' || character == '{' ? last + more : more;
+    last = isRepeat ? last + more : more;
     open.back() += more;
   }
   return std::accumulate(open.begin(), open.end(), 0.0);

@@ -160,6 +160,48 @@ TEST(Language, AFieldMatchesAnExpressionARangeASetOrAnything) {
   });
 }
 
+TEST(Language, AnExpressionThatTheLibraryWouldWriteOutTooLongIsRefused) {
+  const TempFolder folder;
+  const std::string tooLarge = "is too large an expression, or repeats too much";
+  const std::string invalid = "is no extended regular expression: ";
+  // Its size is 99724, as the reader reckons.
+  const std::string large = "((a{9,99}b+{2}){,3}c{20,}+){213}";
+  const std::pair<std::string, std::string> cases[] = {
+      {"((((a{1,200}){200}){200,}))", tooLarge},
+      {std::string(20, '(') + "a+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)+)", tooLarge},
+      {"+" + large + std::string(276, 'x'), invalid + "Invalid preceding regular expression"},
+      {large + std::string(277, 'x'), tooLarge},
+      {std::string(999, 'x') + ")", ""},
+      {std::string(1001, 'x'), tooLarge},
+      {"a{400}{400}", tooLarge},
+      {"a{400}*{400}", tooLarge},
+      {"a{400}?{400}", tooLarge},
+      {R"((a{400}\\(){400})", tooLarge},
+      {R"((a\\){400}){200})", ""},
+      {"(a{400}[(]){400}", tooLarge},
+      {"(a{400}[](]){400}", tooLarge},
+      {"(a{400}[^](]){400}", tooLarge},
+      {"(a{400}[[:digit:](]){400}", tooLarge},
+      {"(a{400}[[.-.](]){400}", tooLarge},
+      {"(a{400}[[=a=](]){400}", tooLarge},
+      {"(a{400}[[](]){400}", invalid + "Unmatched ( or \\("},
+      {"[a{400}]{400}", ""},
+      {"[a", invalid + "Unmatched [, [^, [:, [., or [="},
+      {"[^a", invalid + "Unmatched [, [^, [:, [., or [="},
+      {"[[:", invalid + "Unmatched [, [^, [:, [., or [="},
+      {R"(\\)", invalid + "Trailing backslash"},
+  };
+  for (const auto& [expression, why] : cases) {
+    WriteFile(folder / "script",
+              R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": ")" + expression +
+                  R"("}}}]})");
+    const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.err, why.empty() ? ""
+                                   : "trel-standin: " + (folder / "script") +
+                                         "/rules/0/fields/uuid/matches: " + why + "\n");
+  }
+}
+
 TEST(Language, AValueThatOneEntryCapturesIsRequiredByAnother) {
   const std::string rules = R"({"unmatched": "refuse", "rules": [
       {"command": "crawler", "fields": {"uuid": {"capture": "id"}}},
