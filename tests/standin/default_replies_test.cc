@@ -50,8 +50,9 @@ TEST(DefaultReplies, StreamsTheCrawlerStatesOfAllObjects) {
 }
 
 TEST(DefaultReplies, SendsNothingForTheCommandsWithoutReply) {
-  const RunningStandin standin;
+  RunningStandin standin;
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(30, "")), "");
+  EXPECT_EQ(standin.NextLine().at("reply").dump(), R"({"type":"nothing"})");
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(32, "")), "");
   EXPECT_TRUE(
       SameBytes(FromHex("00000000 00000000"), standin.Exchange(standin::EncodeFrame(29, ""))));

@@ -23,7 +23,7 @@ const std::vector<ScriptCase>& Scripts() {
       {R"({"sequence": []})", ""},
       {R"({"$schema": "trel-standin-script.schema.json", "rules": [{}]})", ""},
       {R"({"rules": [{"reply": {}}]})", ""},
-      {R"({"rules": [{"reply": {"status": "0x2bad0005", "hex": "00 ff"}}]})", ""},
+      {R"({"rules": [{"reply": {"status": "0x2bad0005", "hex": "00 ff", "length": 0}}]})", ""},
       {R"({"rules": [{"command": "crawler", "fields": {}, "times": 1}]})", ""},
       {R"({"rules": [{"command": "block-cdb-cb", "fields": {"eventName": "add", "entryName": ""}}]})",
        ""},
