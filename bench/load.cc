@@ -34,7 +34,7 @@ constexpr std::uint32_t FIX_CONCATS = 13;
 constexpr std::uint32_t FITNESS_CONFIG_SET = 4;
 
 void Exchange(const std::string& path) {
-  const standin::Descriptor connection = standin::ConnectTo(path);
+  const standin::Descriptor connection = tests::ConnectTo(path);
   tests::WriteAll(connection.Get(), standin::EncodeFrame(FIX_CONCATS, ""));
   if (tests::ReadFrame(connection.Get()).size() != standin::HEADER_SIZE) {
     throw std::runtime_error("no reply");
@@ -62,7 +62,7 @@ void ExchangeFor(const std::string& path, int threads, int seconds) {
 void Silence(const std::string& path, int clients) {
   std::vector<standin::Descriptor> silent;
   for (int client = 0; client < clients; ++client) {
-    silent.push_back(standin::ConnectTo(path));
+    silent.push_back(tests::ConnectTo(path));
     tests::WriteAll(silent.back().Get(), std::string(2, '\0'));
   }
   // The first exchange waits until all of them have been accepted.
@@ -80,7 +80,7 @@ void Dribble(const std::string& path, int clients) {
   for (int client = 0; client < clients; ++client) {
     running.emplace_back([&] {
       for (;;) {
-        const standin::Descriptor connection = standin::ConnectTo(path);
+        const standin::Descriptor connection = tests::ConnectTo(path);
         tests::WriteAll(connection.Get(), standin::EncodeHeader({FITNESS_CONFIG_SET, 16U << 20U}));
         while (tests::WriteAll(connection.Get(), " ")) {
         }

@@ -79,12 +79,6 @@ Descriptor TryConnect(const std::string& path, int type) {
   return connection;
 }
 
-Descriptor ConnectTo(const std::string& path) {
-  Descriptor connection = TryConnect(path, SOCK_STREAM);
-  Checked(connection.Get(), path);
-  return connection;
-}
-
 UnixListener::UnixListener(std::string path)
     : path_(std::move(path)),
       socket_(Checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
@@ -107,7 +101,6 @@ std::unique_ptr<UnixListener> TakeSocketPath(const std::string& path, mode_t mod
   if (path.empty()) {
     throw std::runtime_error("the path of the socket is empty");
   }
-  (void)UnixAddress(path);
   // Locked against other stand-ins, unless the folder cannot be read.
   const std::string folder = std::filesystem::path(path).parent_path();
   const Descriptor lock(

@@ -19,9 +19,6 @@ namespace standin {
 /// set, if that fails. Throws std::length_error for a path over 107 bytes.
 [[nodiscard]] Descriptor TryConnect(const std::string& path, int type);
 
-/// The same, for a stream. Throws std::system_error if it fails.
-[[nodiscard]] Descriptor ConnectTo(const std::string& path);
-
 /// Listens from construction on; the path is removed on destruction, unless
 /// something else has taken its place by then.
 class UnixListener {

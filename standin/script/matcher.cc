@@ -152,8 +152,8 @@ void ReadOneOf(const JsonReader& json, const contract::Field& field, Matcher& ma
   }
 }
 
-/// The last character of the bracket expression that begins at `at`, as regex(7) has them, or
-/// of the text if it has no end.
+/// The last character before the end of the bracket expression that begins at `at`, as regex(7)
+/// has them, or of the text if it has no end.
 const char* EndOfBrackets(const char* at) {
   at += at[1] == '^' ? 2 : 1;
   for (at += *at == ']' ? 1 : 0; *at != ']' && *at != '\0'; ++at) {
@@ -162,7 +162,7 @@ const char* EndOfBrackets(const char* at) {
       at = end != nullptr ? end + 1 : at;
     }
   }
-  return *at == ']' ? at : at - 1;
+  return at - 1;
 }
 
 /// How large the C library makes an expression, which it writes out with all repeats.

@@ -70,7 +70,7 @@ Server::Next Server::AcceptWaiting() {
     } else {
       // Out of descriptors or memory: the end of a connection gives some back.
       log_.Write(0, "accept-failed", {{"why", std::generic_category().message(errno)}});
-      return Next::RETRY_LATER;
+      return loop_.GetState() == Loop::State::ENDING ? Next::END : Next::RETRY_LATER;
     }
   }
 }

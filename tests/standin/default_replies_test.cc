@@ -123,6 +123,15 @@ TEST(DefaultReplies, WarnsOfWhatAWellBehavedClientWouldNotSend) {
        R"("uuidCount":35,"uuidList":[")" +
            entries + R"("]})",
        R"(["uuidCount is 35, the list has 36"])"},
+      {17, Zeros(28) + InMemory(36U) + entries.substr(1) + Zeros(1),
+       R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":0,"reason":0,"wipeDisk":0,)"
+       R"("uuidCount":36,"uuidList":[")" +
+           entries.substr(1) + R"("]})",
+       R"(["uuidCount is 36, the list has 35"])"},
+      {17, Zeros(28) + InMemory(0U) + "a,b,c" + Zeros(32),
+       R"({"uuid":"00000000-0000-0000-0000-000000000000","decomMode":0,"reason":0,"wipeDisk":0,)"
+       R"("uuidCount":0,"uuidList":["a","b","c"]})",
+       ""},
       {20, std::string("/a\0b\0", 5), R"({"filePath":"/a"})",
        R"(["filePath has bytes after its terminator"])"},
       {24, "7777", R"({"workItem":7777,"workItemName":""})", R"(["workItem has no terminator"])"},

@@ -24,7 +24,6 @@
 namespace tests {
 namespace {
 
-using standin::ConnectTo;
 using standin::Descriptor;
 using standin::EncodeFrame;
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
@@ -114,14 +113,14 @@ TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
 
   RunningStandin silent(Always({{"silent", true}}), {"--once"});
   {
-    const standin::Descriptor connection = standin::ConnectTo(silent.Socket());
+    const standin::Descriptor connection = ConnectTo(silent.Socket());
     WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
     EXPECT_EQ(silent.NextLine().at("reply").at("type"), "silence");
   }
   EXPECT_EQ(silent.Finish().exitValue, 0);
 
   RunningStandin stopped(Always({{"silent", true}}), {});
-  const standin::Descriptor connection = standin::ConnectTo(stopped.Socket());
+  const standin::Descriptor connection = ConnectTo(stopped.Socket());
   WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
   EXPECT_EQ(stopped.NextLine().at("event"), "request");
   EXPECT_EQ(stopped.Stop().Events("reply-not-taken").at(0).at("why"), "the server stops");

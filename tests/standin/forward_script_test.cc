@@ -9,7 +9,6 @@
 
 #include "contract/contract.h"
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
@@ -25,7 +24,7 @@ constexpr std::uint32_t OWNER_REBALANCE = 35;
 
 /// Sends `bytes` and returns all that comes until the stand-in hangs up.
 std::string Ask(const RunningStandin& standin, const std::string& bytes) {
-  const standin::Descriptor connection = standin::ConnectTo(standin.Socket());
+  const standin::Descriptor connection = ConnectTo(standin.Socket());
   WriteAll(connection.Get(), bytes);
   return ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());
 }
@@ -146,7 +145,7 @@ TEST(ForwardScript, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
   const RunningStandin standin(Rule("info-owner-rebalance", {{"forward", true}}),
                                {"--forward", folder / "d"});
   process = standin.Process();
-  idle = standin::ConnectTo(standin.Socket());
+  idle = ConnectTo(standin.Socket());
   EXPECT_TRUE(SameBytes(reply, Ask(standin, EncodeFrame(OWNER_REBALANCE, ""))));
 }
 
@@ -278,7 +277,7 @@ TEST(Record, SilenceIsRecordedAsSilence) {
   const RunningStandin daemon(Rule("info-owner-rebalance", {{"silent", true}}), {});
   RunningStandin standin({"--forward", daemon.Socket(), "--record", folder / "record"});
   {
-    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor client = ConnectTo(standin.Socket());
     WriteAll(client.Get(), EncodeFrame(OWNER_REBALANCE, ""));
     EXPECT_EQ(standin.NextLine().at("event"), "request");
   }

@@ -172,7 +172,7 @@ TEST(Forward, ADaemonThatTakesNoMoreMayStillReply) {
                                        }},
                                        SendBytes{"late"}});
   const RunningStandin standin({"--forward", folder / "d"});
-  const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+  const standin::Descriptor client = ConnectTo(standin.Socket());
   deaf.get_future().wait();
   while (WriteAll(client.Get(), EncodeFrame(13, ""))) {
   }
@@ -190,7 +190,7 @@ TEST(Forward, AClientThatGoesAfterItsHalfCloseTakesTheDaemonsSideAlong) {
                                        }}});
   RunningStandin standin({"--forward", folder / "d", "--once"});
   {
-    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor client = ConnectTo(standin.Socket());
     shutdown(client.Get(), SHUT_WR);
     halfClosed.get_future().wait();
   }
@@ -215,9 +215,9 @@ TEST(Forward, AReplyThatADaemonOwesIsForwardedAtTheEnd) {
     RunningStandin standin({"--forward", folder / "d"});
     process = standin.Process();
     const std::string request = EncodeFrame(code, "");
-    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor client = ConnectTo(standin.Socket());
     WriteAll(client.Get(), request.substr(0, 4));
-    idle = standin::ConnectTo(standin.Socket());
+    idle = ConnectTo(standin.Socket());
     WriteAll(idle.Get(), EncodeFrame(30, ""));
     EXPECT_EQ(standin.NextLine().at("connection"), 2);
     WriteAll(client.Get(), request.substr(4));
@@ -238,7 +238,7 @@ TEST(Forward, TheDaemonIsConnectedToInTheOrderOfTheClients) {
   const standin::UnixListener daemon(folder / "d");
   const RunningStandin standin({"--forward", folder / "d"});
   for (int client = 0; client < CLIENTS; ++client) {
-    const standin::Descriptor connection = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor connection = ConnectTo(standin.Socket());
     WriteAll(connection.Get(), EncodeFrame(30, std::to_string(client)));
   }
   for (int client = 0; client < CLIENTS; ++client) {

@@ -6,7 +6,6 @@
 #include <random>
 
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
 
@@ -72,7 +71,7 @@ TEST(Garbage, AClientThatHangsUpInTheMiddleOfALongReplyIsSurvived) {
        {{{"command", "stats"}, {"reply", {{"stream", {{{"text", std::string(1 << 20, 'x')}}}}}}}}}};
   RunningStandin standin(script, {});
   {
-    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor client = ConnectTo(standin.Socket());
     WriteAll(client.Get(), standin::EncodeFrame(1, ""));
     EXPECT_EQ(ReadExactly(client.Get(), 3), "xxx");
   }

@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
@@ -89,7 +88,7 @@ TEST(Handler, ClientsSideBySideGetTheirOwnReplies) {
       {"--handler", "jq --unbuffered --compact-output '{text: .fields.level}'"});
   std::vector<standin::Descriptor> clients;
   for (int client = 0; client < CLIENTS; ++client) {
-    clients.push_back(standin::ConnectTo(standin.Socket()));
+    clients.push_back(ConnectTo(standin.Socket()));
     WriteAll(clients.back().Get(), EncodeFrame(7, std::to_string(client)));
   }
   int number = 0;

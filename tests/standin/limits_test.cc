@@ -14,7 +14,6 @@
 #include <tuple>
 
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
@@ -22,7 +21,6 @@
 namespace tests {
 namespace {
 
-using standin::ConnectTo;
 using standin::Descriptor;
 using standin::EncodeFrame;
 using standin::EncodeHeader;
@@ -60,6 +58,19 @@ TEST(Limits, AClientThatNoDescriptorIsLeftForIsServedOnceThereIsOne) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200));
   ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &before, nullptr), 0);
   EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(client.Get())));
+}
+
+TEST(Limits, TheRunEndsThoughNoDescriptorIsLeft) {
+  RunningStandin standin;
+  EXPECT_TRUE(SameBytes(Zeros(8), standin.Exchange(EncodeFrame(13, ""))));
+  const rlimit one = {.rlim_cur = 1, .rlim_max = 1};
+  ASSERT_EQ(prlimit(standin.Process(), RLIMIT_NOFILE, &one, nullptr), 0);
+  const Descriptor client = ConnectTo(standin.Socket());
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 0);
+  EXPECT_EQ(result.Events("request").size(), 1U);
+  EXPECT_FALSE(result.Events("accept-failed").empty());
+  EXPECT_EQ(ReadExactly(client.Get(), 1), "");
 }
 
 TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {

@@ -11,7 +11,6 @@
 
 #include "core/descriptor.h"
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/bytes.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
@@ -19,7 +18,6 @@
 namespace tests {
 namespace {
 
-using standin::ConnectTo;
 using standin::Descriptor;
 using standin::EncodeFrame;
 

@@ -25,7 +25,6 @@
 namespace tests {
 namespace {
 
-using standin::ConnectTo;
 using standin::Descriptor;
 using standin::EncodeFrame;
 using standin::EncodeHeader;
@@ -89,13 +88,44 @@ TEST(Server, RefusesAPathThatIsNoSocket) {
   EXPECT_EQ(ReadFile(folder / "file"), "precious");
 }
 
+TEST(Server, LeavesASocketOfWhichItCannotTellWhetherItIsStale) {
+  const TempFolder folder;
+  const std::string path = folder / "s";
+  for (const bool exists : {true, false}) {
+    // With so few descriptors it fails early, with one more each time further on.
+    const std::string why = exists ? path : "socket";
+    int times = 0;
+    for (int limit = 4; limit < 24; ++limit) {
+      if (exists) {
+        std::filesystem::remove(path);
+        const standin::UnixListener stale(folder / "moved");
+        std::filesystem::rename(folder / "moved", path);
+      }
+      const ProcessResult run =
+          RunProcess({.arguments = {"sh", "-c",
+                                    "ulimit -n " + std::to_string(limit) +
+                                        " && exec \"$0\" --socket \"$1\" --log /dev/null -- true",
+                                    StandinPath(), path},
+                      .program = "/bin/sh"});
+      if (run.err == "trel-standin: " + why + ": Too many open files\n") {
+        EXPECT_EQ(std::filesystem::exists(path), exists) << limit;
+        ++times;
+      }
+    }
+    EXPECT_GT(times, 0);
+  }
+}
+
 TEST(Server, RefusesAPathThatCannotBeBound) {
   const TempFolder folder;
-  const std::string path = folder / std::string(107, 's');
+  std::string path = folder / "";
+  path.resize(108, 's');
+  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
   const std::vector<std::pair<std::string, std::string>> cases = {
       {path, "socket path of more than 107 bytes: " + path},
       {"", "the path of the socket is empty"},
       {folder / "none/s", "bind " + (folder / "none/s") + ": No such file or directory"},
+      {folder / "fifo/s", "bind " + (folder / "fifo/s") + ": Not a directory"},
   };
   for (const auto& [socket, why] : cases) {
     const ProcessResult run = RunStandin({"--socket", socket});

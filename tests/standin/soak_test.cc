@@ -10,7 +10,6 @@
 #include <random>
 
 #include "core/frame.h"
-#include "core/unix_socket.h"
 #include "tests/support/client.h"
 #include "tests/support/running_standin.h"
 #include "tests/support/stream.h"
@@ -64,7 +63,7 @@ void Ask(const RunningStandin& standin, int exchanges, std::mt19937& random) {
                                                std::string(random() % 5000, '0'));
     const bool cut = random() % 5 == 0;
     request.resize(cut ? random() % request.size() : request.size());
-    const standin::Descriptor client = standin::ConnectTo(standin.Socket());
+    const standin::Descriptor client = ConnectTo(standin.Socket());
     WriteAll(client.Get(), request);
     if (!cut) {
       shutdown(client.Get(), SHUT_WR);

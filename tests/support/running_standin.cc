@@ -18,7 +18,6 @@
 #include <system_error>
 #include <utility>
 
-#include "core/unix_socket.h"
 #include "tests/support/client.h"
 #include "tests/support/stream.h"
 
@@ -106,7 +105,7 @@ ProcessResult RunningStandin::Client(std::vector<std::string> words) const {
 }
 
 std::string RunningStandin::Exchange(const std::string& bytes) const {
-  const standin::Descriptor connection = standin::ConnectTo(Socket());
+  const standin::Descriptor connection = ConnectTo(Socket());
   WriteAll(connection.Get(), bytes);
   shutdown(connection.Get(), SHUT_WR);
   return ReadExactly(connection.Get(), std::numeric_limits<std::size_t>::max());

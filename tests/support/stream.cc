@@ -1,4 +1,4 @@
-// accept4(2), recv(2) and send(2).
+// connect(2), accept4(2), recv(2) and send(2).
 
 #include "tests/support/stream.h"
 
@@ -12,6 +12,14 @@
 #include "core/frame.h"
 
 namespace tests {
+
+standin::Descriptor ConnectTo(const std::string& path) {
+  standin::Descriptor connection = standin::TryConnect(path, SOCK_STREAM);
+  if (!connection.IsOpen()) {
+    throw std::system_error(errno, std::generic_category(), path);
+  }
+  return connection;
+}
 
 standin::Descriptor Accept(const standin::UnixListener& listener) {
   standin::Descriptor client(accept4(listener.Fd(), nullptr, nullptr, SOCK_CLOEXEC));

@@ -11,6 +11,9 @@
 
 namespace tests {
 
+/// Connects to who listens on `path`. Throws std::system_error.
+[[nodiscard]] standin::Descriptor ConnectTo(const std::string& path);
+
 /// Waits for the next client. Throws std::system_error.
 [[nodiscard]] standin::Descriptor Accept(const standin::UnixListener& listener);
 
