@@ -262,6 +262,11 @@ TEST(Language, ARuleHoldsInItsStateAndSetsTheNext) {
                                             {"command": "fix-concats", "when": "b"}]})",
        {{{"fix-concats"}, 1}},
        "state: expected b, it is none\n"},
+      // A rule of all states is counted once for all.
+      {R"({"unmatched": "reply",
+           "rules": [{"command": "info-proactive-rebalance", "times": 1, "reply": {"status": 2}},
+                     {"command": "fix-concats", "then": "b"}]})",
+       {running, {{"fix-concats"}, 0}, {{"info-proactive-rebalance"}, 0}}},
       // Neither does a rule that needs no request hold in another state.
       {R"({"state": "a", "rules": [{"when": "b", "reply": {"close": "before-reading"}},
                                    {"command": "fix-concats", "then": "b"}]})",
