@@ -165,7 +165,8 @@ const char* EndOfBrackets(const char* at) {
   return at - 1;
 }
 
-/// How large the C library makes an expression, which it writes out with all repeats.
+/// How large the C library makes an expression, which it writes out with all repeats. No number
+/// if one of these is none, which the library refuses only once it has written out the rest.
 double SizeOf(const std::string& expression) {
   std::vector<double> open = {0};
   double last = 0;  ///< what a repeat would repeat
@@ -189,7 +190,7 @@ double SizeOf(const std::string& expression) {
       more = last;
     } else if (*at == '{') {
       char* end = nullptr;
-      double times = std::strtod(at + 1, &end);
+      double times = std::max(0.0, std::strtod(at + 1, &end));
       if (*end == ',') {
         times = std::max(times, std::strtod(end + 1, &end));
       }
@@ -205,7 +206,7 @@ double SizeOf(const std::string& expression) {
 void ReadExpression(const JsonReader& json, Matcher& matcher) {
   matcher.expressionText = json.Text();
   if (matcher.expressionText.size() > MOST_EXPRESSION ||
-      SizeOf(matcher.expressionText) > MOST_REPEATED) {
+      !(SizeOf(matcher.expressionText) <= MOST_REPEATED)) {
     json.Refuse("is too large an expression, or repeats too much");
   }
   if (matcher.expressionText.find('\0') != std::string::npos) {

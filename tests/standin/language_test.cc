@@ -176,6 +176,9 @@ TEST(Language, AnExpressionThatTheLibraryWouldWriteOutTooLongIsRefused) {
       {"a{400}{400}", tooLarge},
       {"a{400}*{400}", tooLarge},
       {"a{400}?{400}", tooLarge},
+      {"a{400}{400}{-160000}", tooLarge},
+      {"a{400}{400}{nan}", tooLarge},
+      {"a{400}{400}(){inf}", tooLarge},
       {R"((a{400}\\(){400})", tooLarge},
       {R"((a\\){400}){200})", ""},
       {"(a{400}[(]){400}", tooLarge},
@@ -204,9 +207,11 @@ TEST(Language, AnExpressionThatTheLibraryWouldWriteOutTooLongIsRefused) {
               R"({"rules": [{"command": "crawler", "fields": {"uuid": {"matches": ")" + expression +
                   R"("}}}]})");
     const ProcessResult run = RunStandin({"--check", "--script", folder / "script"});
+    EXPECT_EQ(run.exitValue, why.empty() ? 0 : 2) << expression;
     EXPECT_EQ(run.err, why.empty() ? ""
                                    : "trel-standin: " + (folder / "script") +
-                                         "/rules/0/fields/uuid/matches: " + why + "\n");
+                                         "/rules/0/fields/uuid/matches: " + why + "\n")
+        << expression;
   }
 }
 

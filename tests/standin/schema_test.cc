@@ -176,6 +176,8 @@ const std::vector<ScriptCase>& Scripts() {
        "/rules/0/reply: only one of text, file and hex"},
       {R"({"rules": [{"reply": {"hex": "0"}}]})",
        "/rules/0/reply/hex: an odd number of hexadecimal digits"},
+      {R"({"rules": [{"reply": {"hex": "0g"}}]})",
+       "/rules/0/reply/hex: not a hexadecimal digit: g"},
       {R"({"rules": [{"reply": {"hex": "000-"}}]})",
        "/rules/0/reply/hex: not a hexadecimal digit: -"},
       {R"({"rules": [{"reply": {"cutHeader": 8}}]})",
