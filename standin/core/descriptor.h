@@ -1,10 +1,13 @@
-// A file descriptor with one owner.
+// A file descriptor with one owner, and a second one of the same file.
 
 #ifndef STANDIN_CORE_DESCRIPTOR_H
 #define STANDIN_CORE_DESCRIPTOR_H
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace standin {
@@ -38,6 +41,16 @@ class Descriptor {
  private:
   int fd_ = -1;
 };
+
+/// A second descriptor of the same file, never a standard stream. Throws std::system_error that
+/// names `what` if there is none: mostly EMFILE, fcntl(2).
+inline Descriptor Duplicate(int fd, const char* what) {
+  Descriptor second(fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!second.IsOpen()) {
+    throw std::system_error(errno, std::generic_category(), what);
+  }
+  return second;
+}
 
 }  // namespace standin
 

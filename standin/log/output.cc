@@ -38,18 +38,13 @@ Descriptor OpenStandard(int fd) {
   // Opened anew it has flags of its own. That works neither for sockets nor for a pipe of
   // another user; a file would be written from its start.
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
-  Descriptor file;
   if (!IsRegular(fd)) {
-    file = Descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor file(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.IsOpen()) {
+      return file;
+    }
   }
-  if (!file.IsOpen()) {
-    file = Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
-  }
-  if (!file.IsOpen()) {
-    throw std::system_error(errno, std::generic_category(),
-                            fd == STDOUT_FILENO ? "standard output" : "standard error");
-  }
-  return file;
+  return Duplicate(fd, fd == STDOUT_FILENO ? "standard output" : "standard error");
 }
 
 Descriptor OpenOutput(const char* what, const std::string& path, Opening opening) {
@@ -102,7 +97,6 @@ Task<> Output::Drain(const Clock::time_point& end) {
   Clock::time_point rest = Clock::now() + READER_REST;
   while (HasKept() && error_ == 0 && Clock::now() < rest && Clock::now() < end) {
     co_await changed_.WaitFor(FLUSH_RETRY);
-    Flush();
     if (written_ != written) {
       written = written_;
       rest = Clock::now() + READER_REST;

@@ -2,7 +2,6 @@
 
 #include "server/server.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -24,7 +23,7 @@ Server::Server(Loop& loop, const UnixListener& listener, Handler handler, Log& l
                Capture* capture, const Limits& limits, Event& changed)
     : loop_(loop),
       listener_(listener),
-      watched_(loop.context.get_executor(), fcntl(listener.Fd(), F_DUPFD_CLOEXEC, 3)),
+      watched_(loop.context.get_executor(), Duplicate(listener.Fd(), "socket").Release()),
       handler_(std::move(handler)),
       log_(log),
       capture_(capture),

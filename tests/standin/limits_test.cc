@@ -9,7 +9,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <optional>
+#include <set>
 #include <thread>
 #include <tuple>
 
@@ -77,6 +79,35 @@ TEST(Limits, TheRunEndsThoughNoDescriptorIsLeft) {
   EXPECT_EQ(ReadExactly(client.Get(), 1), "");
 }
 
+TEST(Limits, OneThatIsShortOfDescriptorsSaysSoAtTheStart) {
+  if (ClientIsSanitized()) {
+    GTEST_SKIP() << "the sanitizers of the stand-in need descriptors, too";
+  }
+  const std::vector<std::pair<std::string, std::string>> cases = {{"true", "standard error"},
+                                                                  {"", "standard output"}};
+  for (const auto& [command, stream] : cases) {
+    const TempFolder folder;
+    std::set<std::string> said;
+    for (int limit = 4;; ++limit) {
+      const ProcessResult run = RunProcess(
+          {.arguments = {"sh", "-c",
+                         "ulimit -n " + std::to_string(limit) +
+                             "; exec \"$0\" --socket \"$1\" --log \"$1.log\" --timeout 1 -- " +
+                             command,
+                         StandinPath(), folder / "s"},
+           .program = "/bin/sh"});
+      if (run.exitValue != 1) {
+        break;
+      }
+      EXPECT_THAT(run.err, testing::EndsWith(": Too many open files\n"));
+      said.insert(run.err);
+    }
+    for (const std::string& what : {stream, std::string("socket")}) {
+      EXPECT_TRUE(said.contains("trel-standin: " + what + ": Too many open files\n")) << what;
+    }
+  }
+}
+
 TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {
   const RunningStandin daemon;
   const std::vector<std::tuple<std::string, std::string, int>> cases = {
@@ -109,6 +140,15 @@ TEST(Limits, AsManyClientsAreServedAsDescriptorsAllow) {
   }
 }
 
+/// Processor time that the process has used.
+std::chrono::nanoseconds TimeOfProcess(pid_t process) {
+  clockid_t clock{};
+  EXPECT_EQ(clock_getcpuclockid(process, &clock), 0);
+  timespec spent{};
+  EXPECT_EQ(clock_gettime(clock, &spent), 0);
+  return std::chrono::seconds(spent.tv_sec) + std::chrono::nanoseconds(spent.tv_nsec);
+}
+
 TEST(Limits, HangsUpOnAClientThatIsSilentForTooLongSlow) {
   const Json script = {
       {"rules",
@@ -130,8 +170,11 @@ TEST(Limits, HangsUpOnAClientThatIsSilentForTooLongSlow) {
   const Descriptor deaf = ConnectTo(standin.Socket());
   WriteAll(deaf.Get(), EncodeFrame(1, ""));
   EXPECT_EQ(standin.NextLine().at("code"), 1);
+  const std::chrono::nanoseconds before = TimeOfProcess(standin.Process());
   const Descriptor silent = ConnectTo(standin.Socket());
   EXPECT_EQ(ReadExactly(silent.Get(), 1), "");
+  // It sleeps meanwhile.
+  EXPECT_LT(TimeOfProcess(standin.Process()) - before, std::chrono::milliseconds(200));
   for (const char* const event : {"reply-not-taken", "incomplete"}) {
     const Json line = standin.NextLine();
     EXPECT_EQ(line.at("event"), event);
