@@ -35,6 +35,7 @@ TEST(Limits, ClientsBeyondTheLimitWaitTheirTurn) {
   EXPECT_EQ(standin.NextLine().at("event"), "limit-reached");
   const Descriptor third = ConnectTo(standin.Socket());
   WriteAll(third.Get(), EncodeFrame(13, ""));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
   EXPECT_EQ(recv(third.Get(), nullptr, 0, MSG_DONTWAIT), -1);
   first.Close();
   EXPECT_TRUE(SameBytes(Zeros(8), ReadFrame(third.Get())));

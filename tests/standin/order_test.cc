@@ -51,6 +51,25 @@ TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
   }
 }
 
+TEST(Order, ANewClientIsTakenAfterThoseWhoWereThereBefore) {
+  RunningStandin standin;
+  std::vector<Descriptor> clients;
+  for (int client = 0; client < 2; ++client) {
+    clients.push_back(ConnectTo(standin.Socket()));
+  }
+  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
+  EXPECT_EQ(standin.NextLine().at("connection"), 3);
+  kill(standin.Process(), SIGSTOP);
+  clients.insert(clients.begin(), ConnectTo(standin.Socket()));
+  for (const Descriptor& client : clients) {
+    WriteAll(client.Get(), EncodeFrame(30, ""));
+  }
+  kill(standin.Process(), SIGCONT);
+  for (const int connection : {1, 2, 4}) {
+    EXPECT_EQ(standin.NextLine().at("connection"), connection);
+  }
+}
+
 TEST(Order, RequestsAreTakenInTheOrderOfTheirConnections) {
   RunningStandin standin;
   for (int client = 0; client < 500; ++client) {
