@@ -35,11 +35,6 @@ if(TREL_SANITIZERS)
     -fsanitize=${TREL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(trel_flags INTERFACE -fsanitize=${TREL_SANITIZERS})
 endif()
-if(TREL_COVERAGE)
-  # Whole paths, so that the build can be anywhere; atomic, since tests have threads.
-  target_compile_options(trel_flags INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(trel_flags INTERFACE --coverage)
-endif()
 if(TREL_BUILD_FUZZERS AND NOT TREL_SANITIZERS MATCHES "memory")
   # Counts what an input reaches, for all code that a fuzzer may be linked with.
   target_compile_options(trel_flags INTERFACE -fsanitize=fuzzer-no-link)
@@ -60,6 +55,11 @@ endfunction()
 # of their own.
 add_library(trel_hardening INTERFACE)
 target_link_libraries(trel_hardening INTERFACE trel_flags)
+if(TREL_COVERAGE)
+  # Nobody counts the lines of tests. Atomic, since tests have threads.
+  target_compile_options(trel_hardening INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(trel_hardening INTERFACE --coverage)
+endif()
 if(NOT TREL_SANITIZERS)
   # Fortified calls need an optimised build. Level 2 and not 3: tools that stand between
   # the client and its system calls know recv and read by those names.
