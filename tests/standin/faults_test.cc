@@ -43,11 +43,15 @@ TEST(Faults, TheLogShowsThem) {
 }
 
 TEST(Faults, CloseAfterHeaderIsDoneForItsCommandOnly) {
-  RunningStandin standin(
-      Json{{"rules", {{{"command", "fix-concats"}, {"reply", {{"close", "after-header"}}}}}}}, {});
+  RunningStandin standin(Json{{"rules",
+                               {{{"name", "early"},
+                                 {"command", "fix-concats"},
+                                 {"reply", {{"close", "after-header"}}}}}}},
+                         {});
   EXPECT_EQ(standin.Exchange(standin::EncodeFrame(13, "payload")), "");
   const Json line = standin.NextLine();
   EXPECT_EQ(line.at("event"), "closed-early");
+  EXPECT_EQ(line.at("entry"), "early");
   EXPECT_EQ(line.at("code"), 13);
   EXPECT_EQ(line.at("length"), 7);
   EXPECT_EQ(standin.Client({"what-if-cancel"}).exitValue, 0);
@@ -97,8 +101,13 @@ TEST(Faults, ACutPayloadIsAnIncompleteMessage) {
 TEST(Faults, OneByteAtATimeArrivesWhole) {
   const RunningStandin standin(Always({{"text", "slowly"}, {"bytewise", true}}), {});
   EXPECT_EQ(standin.Client({"info-owner-rebalance"}).out, "slowly\n");
-  const RunningStandin stream(Always({{"stream", {{{"text", "drops"}}}}, {"bytewise", true}}), {});
-  EXPECT_EQ(stream.Client({"stats"}).out, "drops");
+  const TempFolder folder;
+  RunningStandin stream(Always({{"stream", {{{"text", "drops"}}}}, {"bytewise", true}}),
+                        {"--pcap", folder / "pcap"});
+  EXPECT_EQ(stream.Exchange(standin::EncodeFrame(1, "")), "drops");
+  EXPECT_EQ(stream.Stop().exitValue, 0);
+  // A header of 24 bytes, and 24 bytes before each piece: the request and five of the reply.
+  EXPECT_EQ(ReadFile(folder / "pcap").size(), 24U + 6 * 24U + 8U + 5U);
 }
 
 TEST(Faults, ADelayedReplyIsTheSameReply) {
@@ -117,7 +126,9 @@ TEST(Faults, SilenceLastsUntilTheClientHangsUp) {
     WriteAll(connection.Get(), standin::EncodeFrame(35, ""));
     EXPECT_EQ(silent.NextLine().at("reply").at("type"), "silence");
   }
-  EXPECT_EQ(silent.Finish().exitValue, 0);
+  const StandinResult alone = silent.Finish();
+  EXPECT_EQ(alone.exitValue, 0);
+  EXPECT_THAT(alone.Events("reply-not-taken"), testing::IsEmpty());
 
   RunningStandin stopped(Always({{"silent", true}}), {});
   const standin::Descriptor connection = ConnectTo(stopped.Socket());

@@ -257,7 +257,10 @@ TEST(Limits, AnAnnouncementOf4GiBIsRefusedAtOnce) {
   const std::string reply = ReadFrame(client.Get());
   EXPECT_TRUE(SameBytes(
       EncodeFrame(0x2bad005a, "payload of 4294967295 bytes, the limit is 16777216"), reply));
-  EXPECT_EQ(standin.NextLine().at("event"), "refused");
+  const Json line = standin.NextLine();
+  EXPECT_EQ(line.at("event"), "refused");
+  EXPECT_EQ(line.at("code"), 4);
+  EXPECT_EQ(line.at("length"), 0xffffffffU);
 }
 
 TEST(Limits, ARefusedClientIsLetGoOnceItHasSentAll) {

@@ -151,6 +151,15 @@ TEST(Sequence, ARequestThatIsCutShortExitsWith3) {
   EXPECT_EQ(result.err, "trel-standin: request 1 did not arrive whole: 3 bytes, then hung up\n");
 }
 
+TEST(Sequence, ARequestOverTheLimitExitsWith3) {
+  RunningStandin standin(TwoRequests(), {"--max-payload", "3"});
+  EXPECT_FALSE(standin.Exchange(standin::EncodeFrame(13, "four")).empty());
+  const StandinResult result = standin.Stop();
+  EXPECT_EQ(result.exitValue, 3);
+  EXPECT_EQ(result.err,
+            "trel-standin: request 1 did not arrive whole: payload of 4 bytes, the limit is 3\n");
+}
+
 TEST(Sequence, ACommandAfterDashesIsRunAndServedUntilItEnds) {
   const TempFolder folder;
   std::ofstream(folder / "script.json") << TwoRequests();
