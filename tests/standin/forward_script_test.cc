@@ -34,9 +34,9 @@ Json Rule(const std::string& command, const Json& reply) {
 }
 
 TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
-  RunningStandin daemon;
-  const std::string text = R"({"running":false,"bytesMoved":0,"bytesToMove":0})";
-  const std::string own = EncodeFrame(0, text);
+  const std::string text = "too busy";
+  RunningStandin daemon(Rule("info-owner-rebalance", {{"status", 5}, {"text", text}}), {});
+  const std::string own = EncodeFrame(5, text);
   const std::string stream = "TREL statistics\nobjects owned: 1024\ncomponents absent: 0\n";
   struct Case {
     std::uint32_t code;
@@ -52,11 +52,11 @@ TEST(ForwardScript, TheDaemonsOwnReplyIsChanged) {
        R"({"type":"forward","status":732758032})"},
       {OWNER_REBALANCE,
        {{"text", "other"}},
-       EncodeFrame(0, "other"),
+       EncodeFrame(5, "other"),
        R"({"type":"forward","length":5})"},
       {OWNER_REBALANCE,
        {{"length", 4096}},
-       FromHex("00000000 00001000") + text,
+       FromHex("00000005 00001000") + text,
        R"({"type":"forward","length":4096})"},
       {OWNER_REBALANCE,
        {{"cutHeader", 3}},
