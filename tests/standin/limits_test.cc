@@ -89,7 +89,7 @@ TEST(Limits, OneThatIsShortOfDescriptorsSaysSoAtTheStart) {
   for (const auto& [command, stream] : cases) {
     const TempFolder folder;
     std::set<std::string> said;
-    for (int limit = 4;; ++limit) {
+    for (int limit = 4; limit < 64; ++limit) {
       const ProcessResult run = RunProcess(
           {.arguments = {"sh", "-c",
                          "ulimit -n " + std::to_string(limit) +
@@ -97,6 +97,9 @@ TEST(Limits, OneThatIsShortOfDescriptorsSaysSoAtTheStart) {
                              command,
                          StandinPath(), folder / "s"},
            .program = "/bin/sh"});
+      if (run.exitValue == 127) {
+        continue;  // too few for the libraries that it is linked with
+      }
       if (run.exitValue != 1) {
         break;
       }
