@@ -279,7 +279,9 @@ TEST(End, ComesThoughTheDaemonAcceptsNobody) {
   const BusyDaemon daemon(folder / "d");  // cppcheck-suppress unreadVariable ; its socket counts
   RunningStandin standin({"--forward", folder / "d"});
   const Descriptor client = Ask(standin);
-  EXPECT_EQ(standin.NextLine().at("event"), "daemon-busy");
+  const Json busy = standin.NextLine();
+  EXPECT_EQ(busy.at("event"), "daemon-busy");
+  EXPECT_EQ(busy.at("why"), (folder / "d") + ": accepts nobody");
   const StandinResult result = standin.Stop();
   EXPECT_EQ(result.exitValue, 0);
   EXPECT_EQ(result.Events("daemon-unreachable").at(0).at("why"),
