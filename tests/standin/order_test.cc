@@ -32,15 +32,20 @@ void Dribble(int connection, std::string_view bytes) {
   }
 }
 
-TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
-  RunningStandin standin;
+/// So many clients of a new stand-in that it has accepted: a later one has had its reply.
+std::vector<Descriptor> Accepted(RunningStandin& standin, int count) {
   std::vector<Descriptor> clients;
-  for (int client = 0; client < 300; ++client) {
+  for (int client = 0; client < count; ++client) {
     clients.push_back(ConnectTo(standin.Socket()));
   }
-  // All have been accepted: a later one has had its reply.
   EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
-  EXPECT_EQ(standin.NextLine().at("connection"), 301);
+  EXPECT_EQ(standin.NextLine().at("connection"), count + 1);
+  return clients;
+}
+
+TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
+  RunningStandin standin;
+  std::vector<Descriptor> clients = Accepted(standin, 300);
   kill(standin.Process(), SIGSTOP);
   for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
     WriteAll(client->Get(), EncodeFrame(30, ""));
@@ -53,12 +58,7 @@ TEST(Order, RequestsThatArriveInAnotherOrderAreTakenInThatOfTheirConnections) {
 
 TEST(Order, ANewClientIsTakenAfterThoseWhoWereThereBefore) {
   RunningStandin standin;
-  std::vector<Descriptor> clients;
-  for (int client = 0; client < 2; ++client) {
-    clients.push_back(ConnectTo(standin.Socket()));
-  }
-  EXPECT_EQ(standin.Client({"stats"}).exitValue, 0);
-  EXPECT_EQ(standin.NextLine().at("connection"), 3);
+  std::vector<Descriptor> clients = Accepted(standin, 2);
   kill(standin.Process(), SIGSTOP);
   clients.insert(clients.begin(), ConnectTo(standin.Socket()));
   for (const Descriptor& client : clients) {
